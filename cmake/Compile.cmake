@@ -1,0 +1,14 @@
+option(TARVO_TESTS "Build the tests" ON)
+option(TARVO_BENCHMARKS "Build the benchmarks" OFF)
+set(TARVO_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them: address,undefined or thread")
+
+# Everything that we compile takes these flags; headers of others come in as system headers.
+add_library(tarvo_options INTERFACE)
+target_include_directories(tarvo_options INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_options(tarvo_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+
+if(TARVO_SANITIZE)
+  add_compile_options(-fsanitize=${TARVO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${TARVO_SANITIZE})
+endif()
