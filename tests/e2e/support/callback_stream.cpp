@@ -1,0 +1,97 @@
+#include "tests/e2e/support/callback_stream.h"
+
+#include <gtest/gtest.h>
+
+namespace e2e {
+
+namespace {
+
+size_t payloadInts(int kind) {
+    switch (kind) {
+        case kObjectEvent:
+        case kStateEvent:
+            return 3;
+        case kPropertyEvent:
+            return 4;
+        case kProgressEvent:
+            return 2;
+        default:
+            return 0;
+    }
+}
+
+}  // namespace
+
+std::string describe(const Event& event) {
+    std::string text = "kind " + std::to_string(event.kind) + ":";
+    for (const int32_t value : event.values) {
+        text += ' ' + std::to_string(value);
+    }
+    return text;
+}
+
+CallbackStream::CallbackStream(HelperProcess& helper) {
+    const size_t before = helper.err().count("setCallbackSocket(");
+    if (!socket_.connect(helper.port())) return;
+    socket_.send(Message().byte(8));
+    helper.waitForErr("setCallbackSocket(", before + 1);
+}
+
+std::optional<Event> CallbackStream::next(std::chrono::milliseconds patience) {
+    const Bytes first = socket_.isOpen() ? socket_.receiveSome(1, patience) : Bytes{};
+    if (first.empty()) return std::nullopt;
+    Reader head(Message().raw(first).raw(socket_.receive(5)));
+    EXPECT_EQ(head.byte(), 10) << "module";
+    EXPECT_EQ(head.int32(), 0x112233) << "marker";
+    Event event;
+    event.kind = head.byte();
+    const size_t ints = payloadInts(event.kind);
+    if (ints == 0) {
+        ADD_FAILURE() << "no such kind of event: " << event.kind;
+        socket_.close();
+        return std::nullopt;
+    }
+    Reader payload(socket_.receive(4 * ints));
+    for (size_t i = 0; i < ints; ++i) {
+        event.values.push_back(payload.int32());
+    }
+    seen_.push_back(event);
+    return event;
+}
+
+Event CallbackStream::waitFor(const std::function<bool(const Event&)>& fits, const std::string& description) {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    for (;;) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+        const std::optional<Event> event = next(std::max(left, std::chrono::milliseconds(0)));
+        if (!event) break;
+        if (fits(*event)) return *event;
+    }
+    std::string heard;
+    for (const Event& event : seen_) {
+        heard += "\n  " + describe(event);
+    }
+    ADD_FAILURE() << "no " << description << " came, but:" << heard;
+    return {};
+}
+
+Event CallbackStream::waitFor(int kind, int32_t what) {
+    return waitFor([&](const Event& event) { return event.kind == kind && event.what() == what; },
+                   "event of kind " + std::to_string(kind) + " with " + std::to_string(what));
+}
+
+std::vector<int32_t> CallbackStream::progress() const {
+    std::vector<int32_t> percentages;
+    for (const Event& event : seen_) {
+        if (event.kind == kProgressEvent) percentages.push_back(event.what());
+    }
+    return percentages;
+}
+
+void CallbackStream::collectUntilSilent(std::chrono::milliseconds silence) {
+    while (next(silence)) {
+    }
+}
+
+}  // namespace e2e
