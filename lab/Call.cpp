@@ -1,0 +1,104 @@
+#include "lab/Call.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <new>
+#include <thread>
+
+#include "lab/Faults.h"
+#include "lab/Trace.h"
+
+namespace lab {
+
+namespace {
+
+std::atomic<bool> observed{false};
+
+/** Asking the system for the thread's number costs a switch to the kernel; it never changes. */
+pid_t threadId() {
+    thread_local const pid_t id = gettid();
+    return id;
+}
+
+}  // namespace
+
+bool isObserved() {
+    return observed.load(std::memory_order_relaxed);
+}
+
+void observe() {
+    observed.store(true, std::memory_order_relaxed);
+}
+
+Call::Call(std::string_view name, std::string_view device) {
+    if (!isObserved()) return;
+    try {
+        auto record = std::make_unique<CallRecord>();
+        record->name = name;
+        record->device = device;
+        record->thread = threadId();
+        Trace::instance().begin(*record);
+        record_ = std::move(record);
+    } catch (const std::bad_alloc&) {
+        Trace::instance().countDropped();
+    }
+}
+
+Call::~Call() {
+    if (!record_) return;
+    try {
+        Trace::instance().end(*record_);
+    } catch (const std::bad_alloc&) {
+        Trace::instance().countDropped();
+    }
+}
+
+Call& Call::device(std::string_view id) {
+    if (record_) record_->device = id;
+    return *this;
+}
+
+Call& Call::number(std::string_view key, int64_t value) {
+    if (!record_) return *this;
+    record_->args.key(key).number(value);
+    record_->numbers.emplace_back(key, value);
+    return *this;
+}
+
+Call& Call::flag(std::string_view key, bool value) {
+    if (record_) record_->args.key(key).boolean(value);
+    return *this;
+}
+
+Call& Call::text(std::string_view key, std::string_view value) {
+    if (record_) record_->args.key(key).text(value);
+    return *this;
+}
+
+Call& Call::bytes(std::string_view key, const void* data, size_t size) {
+    if (record_) record_->args.key(key).hex(data, size);
+    return *this;
+}
+
+Call& Call::json(std::string_view key, std::string_view value) {
+    if (record_) record_->args.key(key).raw(value);
+    return *this;
+}
+
+bool Call::refused() {
+    if (!record_) return false;
+    const Verdict verdict = Faults::instance().decide(*record_);
+    if (verdict.delayMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(verdict.delayMs));
+    if (!verdict.result) return false;
+    finish(*verdict.result);
+    return true;
+}
+
+void Call::finish(int64_t result) {
+    result_ = result;
+    if (record_) record_->result = result;
+}
+
+}  // namespace lab
