@@ -269,8 +269,8 @@ typedef struct {
 typedef EdsError (*EdsProgressCallback)(EdsUInt32 percent, EdsVoid* context, EdsBool* cancel);
 /** The object comes with a reference that the handler must release. */
 typedef EdsError (*EdsObjectEventHandler)(EdsObjectEvent event, EdsBaseRef object, EdsVoid* context);
-typedef EdsError (*EdsPropertyEventHandler)(EdsPropertyEvent event, EdsPropertyID property, EdsUInt32 parameter,
-                                            EdsVoid* context);
+typedef EdsError (*EdsPropertyEventHandler)(EdsPropertyEvent event, EdsPropertyID property,
+                                            EdsUInt32 parameter, EdsVoid* context);
 typedef EdsError (*EdsStateEventHandler)(EdsStateEvent event, EdsUInt32 parameter, EdsVoid* context);
 
 /* ---- Library ---------------------------------------------------------------------------------------- */
@@ -297,7 +297,8 @@ EDS_EXPORT EdsError EdsGetDeviceInfo(EdsCameraRef camera, EdsDeviceInfo* info);
 EDS_EXPORT EdsError EdsOpenSession(EdsCameraRef camera);
 EDS_EXPORT EdsError EdsCloseSession(EdsCameraRef camera);
 EDS_EXPORT EdsError EdsSendCommand(EdsCameraRef camera, EdsCameraCommand command, EdsInt32 parameter);
-EDS_EXPORT EdsError EdsSendStatusCommand(EdsCameraRef camera, EdsCameraStatusCommand command, EdsInt32 parameter);
+EDS_EXPORT EdsError EdsSendStatusCommand(EdsCameraRef camera, EdsCameraStatusCommand command,
+                                         EdsInt32 parameter);
 EDS_EXPORT EdsError EdsSetCapacity(EdsCameraRef camera, EdsCapacity capacity);
 /** A null context is allowed; a null handler takes the handler away. One handler of each kind a camera. */
 EDS_EXPORT EdsError EdsSetObjectEventHandler(EdsCameraRef camera, EdsObjectEvent event,
@@ -315,7 +316,8 @@ EDS_EXPORT EdsError EdsGetPropertyData(EdsBaseRef object, EdsPropertyID property
                                        EdsUInt32 size, EdsVoid* data);
 EDS_EXPORT EdsError EdsSetPropertyData(EdsBaseRef object, EdsPropertyID property, EdsInt32 parameter,
                                        EdsUInt32 size, const EdsVoid* data);
-EDS_EXPORT EdsError EdsGetPropertyDesc(EdsBaseRef object, EdsPropertyID property, EdsPropertyDesc* description);
+EDS_EXPORT EdsError EdsGetPropertyDesc(EdsBaseRef object, EdsPropertyID property,
+                                       EdsPropertyDesc* description);
 
 /* ---- Files on the camera ---------------------------------------------------------------------------- */
 

@@ -1,0 +1,77 @@
+/* events.cpp: what the library tells us, on the worker thread or, for progress, on the downloading one. */
+#include "CanonEds/canon_internal.h"
+#include "TarvoRemote/CanonRemote.h"
+
+namespace {
+
+/** The session that a handler was installed for. It may be gone: handlers outlive a failed opening. */
+CanonSession sessionOf(EdsVoid* context) {
+    return findSession(reinterpret_cast<intptr_t>(context));
+}
+
+uint32_t shareOfCapture(const CanonCamera& session, uint32_t percent) {
+    const int32_t downloaded = session.imagesDownloaded;
+    if (percent == 100 && downloaded < session.imageCount) percent = 99;
+    if (session.imageCount != 2) return percent;
+    return (downloaded >= 1 ? percent + 100 : percent) >> 1;
+}
+
+/** Cameras take a shutter speed late while they are busy with a picture; setting it again here makes it
+ * stick. */
+void applyPendingTv(CanonCamera& session) {
+    int32_t value = session.pendingTv;
+    if (value == 0) return;
+    const EdsError status = setProperty(session.camera, kEdsPropID_Tv, value);
+    if (status != EDS_ERR_OK) {
+        debug("Tv set error 0x%X\n", status);
+        return;
+    }
+    debug("Tv set successfully\n");
+    session.pendingTv.compare_exchange_strong(value, 0);  // keeps a value that a host set meanwhile
+}
+
+}  // namespace
+
+EdsError handleObjectEvent(EdsObjectEvent event, EdsBaseRef object, EdsVoid* context) {
+    debug("In handleObjectEvent\n");
+    if (context == nullptr) return EDS_ERR_OK;
+    const CanonSession session = sessionOf(context);
+    if (!session) {
+        if (object != nullptr) EdsRelease(object);  // nobody is left who could ask for it
+        return EDS_ERR_OK;
+    }
+    const int32_t reference = handles::standFor(handles::Kind::CanonDirectoryItem, object);
+    CanonRemote_handleObjectEvent(session->handle(), event, reference);
+    debug("In handleObjectEvent 0x%X\n", event);
+    // An item that waits for its transfer stays alive until the host downloads it.
+    if (event != kEdsObjectEvent_DirItemRequestTransfer && object != nullptr) {
+        handles::release(handles::Kind::CanonDirectoryItem, reference);
+        EdsRelease(object);
+    }
+    return EDS_ERR_OK;
+}
+
+EdsError handlePropertyEvent(EdsPropertyEvent event, EdsPropertyID property, EdsUInt32 parameter,
+                             EdsVoid* context) {
+    const CanonSession session = sessionOf(context);
+    if (session) CanonRemote_handlePropertyEvent(session->handle(), event, property, parameter);
+    return EDS_ERR_OK;
+}
+
+EdsError handleStateEvent(EdsStateEvent event, EdsUInt32 parameter, EdsVoid* context) {
+    const CanonSession session = sessionOf(context);
+    if (!session) return EDS_ERR_OK;
+    if (event == kEdsStateEvent_Shutdown) session->connected = false;
+    debug("handleStateEvent inEvent 0x%X, inParam 0x%X\n", event, parameter);
+    CanonRemote_handleStateEvent(session->handle(), event, parameter);
+    return EDS_ERR_OK;
+}
+
+EdsError ProgressFunc(EdsUInt32 percent, EdsVoid* context, EdsBool*) {
+    debug("ProgressFunc %d\n", static_cast<int>(percent));
+    const CanonSession session = sessionOf(context);
+    if (!session) return EDS_ERR_OK;
+    CanonRemote_progressCallback(session->handle(), shareOfCapture(*session, percent));
+    applyPendingTv(*session);
+    return EDS_ERR_OK;
+}

@@ -1,0 +1,198 @@
+#include "TarvoRemote/server.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <iterator>
+#include <thread>
+
+#include "TarvoRemote/CanonRemote.h"
+#include "TarvoRemote/callback.h"
+#include "TarvoRemote/modules.h"
+#include "TarvoRemote/rdebug.h"
+#include "TarvoRemote/wire.h"
+#include "platform/Tasks.h"
+
+namespace {
+
+constexpr int kBacklog = 50;
+constexpr size_t kConnectionStack = 4096;
+
+const char kRule[] = "-----------------------------------------------------------\n";
+
+/** The modules whose calls a connection may carry. */
+struct CameraModule {
+    uint8_t id;
+    void (*serveCall)(int socket);  // null: not in this helper
+};
+
+constexpr CameraModule kCameraModules[] = {
+    {MODULE_CANON, handleCanonMessage},
+    {MODULE_NIKON, nullptr},
+    {MODULE_QTKIT, nullptr},
+};
+
+const CameraModule* findCameraModule(uint8_t id) {
+    const auto* found = std::find_if(std::begin(kCameraModules), std::end(kCameraModules),
+                                     [id](const CameraModule& module) { return module.id == id; });
+    return found == std::end(kCameraModules) ? nullptr : found;
+}
+
+bool servesCalls(uint8_t id) {
+    const CameraModule* module = findCameraModule(id);
+    return module != nullptr && module->serveCall != nullptr;
+}
+
+void dispatch(int socket, uint8_t id) {
+    if (servesCalls(id)) {
+        findCameraModule(id)->serveCall(socket);
+    } else {
+        rdebug(MODULE_CORE, "handleCameraMessage, unknown module %d\n", id);
+    }
+}
+
+uint16_t bindFirstFreePort(int listener) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = inet_addr("127.0.0.1");
+    for (uint16_t port = kFirstPort; port <= kLastPort; ++port) {
+        address.sin_port = htons(port);
+        if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return port;
+    }
+    error("ERROR on binding");
+}
+
+int openListener() {
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (listener < 0) error("ERROR opening socket");
+    const int on = 1;
+    setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    return listener;
+}
+
+/** Slows the accept loop down while the machine has nothing left to give: a pending connection makes accept
+ * fail again at once, which would keep a core busy until somebody closes something. */
+class AcceptBrake {
+public:
+    void accepted() { pause_ = kShortest; }
+
+    void failed(int reason) {
+        if (reason != EMFILE && reason != ENFILE && reason != ENOBUFS && reason != ENOMEM) return;
+        std::this_thread::sleep_for(pause_);
+        pause_ = std::min(pause_ * 2, kLongest);
+    }
+
+private:
+    static constexpr std::chrono::milliseconds kShortest{5};
+    static constexpr std::chrono::milliseconds kLongest{200};
+    std::chrono::milliseconds pause_ = kShortest;
+};
+
+void startConnectionTask(int socket) {
+    MPTaskID task{};
+    void* parameter = reinterpret_cast<void*>(static_cast<intptr_t>(socket));
+    const OSStatus status =
+        MPCreateTask(ServerTaskThread, parameter, kConnectionStack, nullptr, nullptr, nullptr, 0, &task);
+    if (status != noErr) {
+        rdebug(MODULE_CORE, "Error creating task thread\n");
+    } else {
+        // The number is what hosts' log filters know; the stack asked for is larger.
+        rdebug(MODULE_CORE, "Created thread with 2048 byte stack.\n");
+    }
+}
+
+[[noreturn]] void acceptForever(int listener) {
+    AcceptBrake brake;
+    for (;;) {
+        const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+        const int reason = errno;
+        if (connection < 0) {
+            rdebug(MODULE_CORE, "ERROR on accept\n");
+        } else {
+            const int on = 1;  // replies are many small sends
+            setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        }
+        startConnectionTask(connection);
+        if (connection < 0) {
+            brake.failed(reason);
+        } else {
+            brake.accepted();
+        }
+    }
+}
+
+/** Nothing is released and no camera is closed: hosts close cameras by calls of their own. */
+[[noreturn]] void ExitToShell() {
+    std::_Exit(EXIT_SUCCESS);
+}
+
+[[noreturn]] void shutDown(int socket) {
+    rdebug(MODULE_CORE, "Connection opened\n");
+    readByte(socket);
+    rdebug(MODULE_CORE, "Receive SHUTDOWN\n");
+    ExitToShell();
+}
+
+}  // namespace
+
+void error(const char* message) {
+    std::perror(message);
+    std::_Exit(EXIT_FAILURE);
+}
+
+OSStatus StartServer(void*) {
+    rdebug(MODULE_CORE, "%s", kRule);
+    rdebug(MODULE_CORE, "  Tarvo Helper \n");
+    rdebug(MODULE_CORE, "%s", kRule);
+    const int listener = openListener();
+    const uint16_t port = bindFirstFreePort(listener);
+    listen(listener, kBacklog);
+    initTarvoRemote();
+    rdebug(MODULE_CORE, "Starting server\n");
+    rdebug(MODULE_CORE, "PORT=%d\n", port);
+    acceptForever(listener);
+}
+
+OSStatus ServerTaskThread(void* parameter) {
+    const int socket = static_cast<int>(reinterpret_cast<intptr_t>(parameter));
+    const uint8_t module = readByte(socket);
+    rdebug(MODULE_CORE, "Server Thread CREATED, socket %d, module %d\n", socket, module);
+    if (module == MODULE_CALLBACK) {
+        setCallbackSocket(socket);
+        rdebug(MODULE_CORE, "setCallbackSocket(%d)\n", socket);
+        return noErr;
+    }
+    if (module == MODULE_SHUTDOWN) shutDown(socket);
+    if (servesCalls(module)) {
+        handleCameraMessage(socket, module);
+    } else {
+        rdebug(MODULE_CORE, "Unknown module %d\n", module);
+    }
+    close(socket);
+    return noErr;
+}
+
+void handleCameraMessage(int socket, uint8_t firstModule) {
+    dispatch(socket, firstModule);
+    for (;;) {
+        uint8_t module = 0;
+        const ssize_t result = recv(socket, &module, sizeof module, MSG_WAITALL);
+        if (result < 1) {
+            rdebug(MODULE_CORE, "handleCameraMessage, exiting loop on result %d\n", static_cast<int>(result));
+            return;
+        }
+        if (findCameraModule(module) != nullptr) {
+            dispatch(socket, module);
+        } else {
+            rdebug(MODULE_CORE, "handleCameraMessage recv %d\n", module);
+        }
+    }
+}

@@ -1,0 +1,89 @@
+/* Handles.h: records whose address travels to the host, and the check of what comes back.
+ *
+ * The protocol carries addresses: 32-bit ints for Canon, 64-bit longs for the other families. Records that
+ * are named by an int therefore live in low memory (below 2 GiB) on every machine, and a vendor's object,
+ * which may live anywhere, is named by a small low record that stands for it.
+ *
+ * Nothing that arrives from the wire is used as an address before it was found here: a stale or forged
+ * number finds nothing. Addresses that were given up are reused as late as possible, so that a stale handle
+ * does not soon mean somebody else's record.
+ *
+ * Thread: any. The unit's lock is a leaf; destructors of records run outside it.
+ * Owns:   the records. A record is destroyed when it has been retired and the last Pin on it is gone, so a
+ *         call that is under way on one connection survives a close on another.
+ * Errors: null pointers and zero handles; nothing is thrown.
+ */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <utility>
+
+namespace handles {
+
+enum class Kind : uint8_t { None, CanonSession, CanonCamera, CanonDirectoryItem };
+
+/** Untyped operations; use the templates below. */
+void* allocate(Kind kind, size_t size, void (*destroy)(void*));
+void publish(void* record);
+void* pinAddress(Kind kind, intptr_t handle);
+void unpinAddress(void* record);
+
+/** Keeps a record alive while a call uses it. Null when the handle named nothing. */
+template <class Record>
+class Pin {
+public:
+    Pin() = default;
+    explicit Pin(Record* record) : record_(record) {}
+    Pin(Pin&& other) noexcept : record_(std::exchange(other.record_, nullptr)) {}
+    Pin& operator=(Pin&& other) noexcept {
+        std::swap(record_, other.record_);
+        return *this;
+    }
+    Pin(const Pin&) = delete;
+    Pin& operator=(const Pin&) = delete;
+    ~Pin() {
+        if (record_ != nullptr) unpinAddress(record_);
+    }
+
+    explicit operator bool() const { return record_ != nullptr; }
+    Record* operator->() const { return record_; }
+    Record& operator*() const { return *record_; }
+    Record* get() const { return record_; }
+
+private:
+    Record* record_ = nullptr;
+};
+
+/** A new, live record in low memory; null when there is no room left. Its address is its handle. */
+template <class Record>
+Record* create(Kind kind) {
+    void* memory =
+        allocate(kind, sizeof(Record), [](void* record) { static_cast<Record*>(record)->~Record(); });
+    if (memory == nullptr) return nullptr;
+    Record* record = new (memory) Record();
+    publish(memory);  // only now may a number from the wire find it
+    return record;
+}
+
+/** The live record of this kind that the handle names, or a null pin. */
+template <class Record>
+Pin<Record> pin(Kind kind, intptr_t handle) {
+    return Pin<Record>(static_cast<Record*>(pinAddress(kind, handle)));
+}
+
+/** Ends a handle's life; false if it was not live (any more): of two that close, one wins. */
+bool retire(Kind kind, intptr_t handle);
+
+/** The int that stands for a vendor's object; the same object keeps its int. Counts one more holder. */
+int32_t standFor(Kind kind, void* object);
+/** The object behind a live stand-in, or null. */
+void* objectOf(Kind kind, int32_t handle);
+/** One holder fewer; the last one ends the stand-in. Returns the object, or null if it was not live. */
+void* release(Kind kind, int32_t handle);
+
+/** How many handles of the kind are live. */
+size_t liveCount(Kind kind);
+
+}  // namespace handles

@@ -1,0 +1,89 @@
+#include "TarvoRemote/callback.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "TarvoRemote/CanonRemote.h"
+#include "tests/TarvoRemote/SocketPair.h"
+
+namespace {
+
+class Callback : public testing::Test {
+protected:
+    void SetUp() override { initTarvoRemote(); }
+    void TearDown() override { setCallbackSocket(0); }
+    SocketPair pair;
+};
+
+TEST_F(Callback, MessageIsModuleMarkerKindAndPayload) {
+    setCallbackSocket(pair.socket());
+    sendCallback(20, EVENT_PROGRESS, {50});
+    EXPECT_EQ(pair.sent(), Bytes({0x14, 0x33, 0x22, 0x11, 0x00, 0x04, 0x32, 0, 0, 0}));
+}
+
+TEST_F(Callback, NothingIsSentWithoutARegisteredSocket) {
+    sendCallback(40, EVENT_STATE, {1});
+    setCallbackSocket(pair.socket());
+    EXPECT_EQ(pair.sent(), Bytes{});
+}
+
+TEST_F(Callback, NewerSocketReplacesTheOlder) {
+    const SocketPair newer;
+    setCallbackSocket(pair.socket());
+    setCallbackSocket(newer.socket());
+    sendCallback(40, EVENT_STATE, {1});
+    EXPECT_EQ(pair.sent(), Bytes{});
+    EXPECT_EQ(newer.sent().size(), 10U);
+}
+
+TEST_F(Callback, CanonMessagesHaveTheirKindsAndLengths) {
+    setCallbackSocket(pair.socket());
+    CanonRemote_handleObjectEvent(1, 0x208, 2);
+    EXPECT_EQ(pair.sent(), Bytes({10, 0x33, 0x22, 0x11, 0, 1, 1, 0, 0, 0, 8, 2, 0, 0, 2, 0, 0, 0}));
+    CanonRemote_handlePropertyEvent(1, 0x101, 0x406, 0);
+    EXPECT_EQ(pair.sent(),
+              Bytes({10, 0x33, 0x22, 0x11, 0, 2, 1, 0, 0, 0, 1, 1, 0, 0, 6, 4, 0, 0, 0, 0, 0, 0}));
+    CanonRemote_handleStateEvent(1, 0x301, 0);
+    EXPECT_EQ(pair.sent(), Bytes({10, 0x33, 0x22, 0x11, 0, 3, 1, 0, 0, 0, 1, 3, 0, 0, 0, 0, 0, 0}));
+    testing::internal::CaptureStderr();
+    CanonRemote_progressCallback(1, 50);
+    EXPECT_EQ(pair.sent(), Bytes({10, 0x33, 0x22, 0x11, 0, 4, 1, 0, 0, 0, 50, 0, 0, 0}));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Canon: progressCallback 50\n");
+}
+
+TEST_F(Callback, ProgressIsLoggedEvenWhenItIsDropped) {
+    testing::internal::CaptureStderr();
+    CanonRemote_progressCallback(1, 50);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Canon: progressCallback 50\n");
+    EXPECT_EQ(pair.sent(), Bytes{});
+}
+
+TEST_F(Callback, MessagesOfSeveralSendersAreNeverMixed) {
+    setCallbackSocket(pair.socket());
+    constexpr int kSenders = 4;
+    constexpr int kMessages = 200;
+    std::vector<std::thread> senders;
+    for (int sender = 0; sender < kSenders; ++sender) {
+        senders.emplace_back([sender] {
+            for (int i = 0; i < kMessages; ++i) {
+                sendCallback(20, EVENT_STATE, {sender * 0x01010101});
+            }
+        });
+    }
+    int mixed = 0;
+    for (int i = 0; i < kSenders * kMessages; ++i) {
+        uint8_t message[10];
+        ASSERT_EQ(recv(pair.peer(), message, sizeof message, MSG_WAITALL), 10);
+        const bool isWhole = message[0] == 20 && message[1] == 0x33 && message[5] == EVENT_STATE &&
+                             message[6] < kSenders && message[7] == message[6] && message[9] == message[6];
+        mixed += isWhole ? 0 : 1;
+    }
+    for (std::thread& sender : senders) {
+        sender.join();
+    }
+    EXPECT_EQ(mixed, 0);
+}
+
+}  // namespace
