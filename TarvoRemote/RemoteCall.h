@@ -93,7 +93,7 @@ struct Signature<Result_ (*)(JNIEnv*, jobject, Arguments_...)> {
     using Result = Result_;
     using Arguments = std::tuple<Arguments_...>;
 
-    static Arguments readArguments(int socket) {
+    static Arguments readArguments([[maybe_unused]] int socket) {
         return Arguments{read<Arguments_>(socket)...};  // braces: in this order
     }
 };

@@ -7,7 +7,7 @@ set(TARVO_SIMULATED_DIR lib/tarvo/simulated)
 set(TARVO_SHARE_DIR share/tarvo)
 
 # Run paths are given by hand below, relative to the file itself: CMake's own would name this machine.
-set(CMAKE_SKIP_RPATH ON)
+set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
 
 # tarvo_place(target folder): builds the target into the folder of the tree and installs it there.
 function(tarvo_place target folder)
@@ -20,8 +20,8 @@ endfunction()
 # tarvo_run_path(target path...): where the loader looks for the target's libraries. It is written as
 # DT_RUNPATH, which LD_LIBRARY_PATH precedes: that is how the simulated set is chosen.
 function(tarvo_run_path target)
-  list(JOIN ARGN ":" joined)
-  target_link_options(${target} PRIVATE "LINKER:--enable-new-dtags,-rpath,${joined}")
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "${ARGN}")
+  target_link_options(${target} PRIVATE "LINKER:--enable-new-dtags")
 endfunction()
 
 # tarvo_framework(target name set sources...): a device-facing library with the fixed name lib<name>.so

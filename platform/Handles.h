@@ -20,15 +20,17 @@
 #include <new>
 #include <utility>
 
+#include "platform/Export.h"
+
 namespace handles {
 
 enum class Kind : uint8_t { None, CanonSession, CanonCamera, CanonDirectoryItem };
 
 /** Untyped operations; use the templates below. */
-void* allocate(Kind kind, size_t size, void (*destroy)(void*));
-void publish(void* record);
-void* pinAddress(Kind kind, intptr_t handle);
-void unpinAddress(void* record);
+TARVO_PLATFORM_API void* allocate(Kind kind, size_t size, void (*destroy)(void*));
+TARVO_PLATFORM_API void publish(void* record);
+TARVO_PLATFORM_API void* pinAddress(Kind kind, intptr_t handle);
+TARVO_PLATFORM_API void unpinAddress(void* record);
 
 /** Keeps a record alive while a call uses it. Null when the handle named nothing. */
 template <class Record>
@@ -74,16 +76,16 @@ Pin<Record> pin(Kind kind, intptr_t handle) {
 }
 
 /** Ends a handle's life; false if it was not live (any more): of two that close, one wins. */
-bool retire(Kind kind, intptr_t handle);
+TARVO_PLATFORM_API bool retire(Kind kind, intptr_t handle);
 
 /** The int that stands for a vendor's object; the same object keeps its int. Counts one more holder. */
-int32_t standFor(Kind kind, void* object);
+TARVO_PLATFORM_API int32_t standFor(Kind kind, void* object);
 /** The object behind a live stand-in, or null. */
-void* objectOf(Kind kind, int32_t handle);
+TARVO_PLATFORM_API void* objectOf(Kind kind, int32_t handle);
 /** One holder fewer; the last one ends the stand-in. Returns the object, or null if it was not live. */
-void* release(Kind kind, int32_t handle);
+TARVO_PLATFORM_API void* release(Kind kind, int32_t handle);
 
 /** How many handles of the kind are live. */
-size_t liveCount(Kind kind);
+TARVO_PLATFORM_API size_t liveCount(Kind kind);
 
 }  // namespace handles
