@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Installs what building, testing and the demonstration need, from Debian's packages, and only what is missing.
+# Usage: scripts/install-deps.sh [build|test]     (test, the default, includes build)
+set -euo pipefail
+
+build_packages=(
+  g++ cmake ninja-build pkg-config ccache
+  libglib2.0-dev        # event loops
+  libgtk-4-dev          # windows
+  nlohmann-json3-dev    # the camera lab's files and commands
+  libcli11-dev libfmt-dev  # the tarvo command
+)
+test_packages=(
+  libgtest-dev libbenchmark-dev
+  clang-format clang-tidy
+  xvfb xdotool x11-utils  # windows without a display
+  python3 git
+)
+
+packages=("${build_packages[@]}")
+[ "${1:-test}" = build ] || packages+=("${test_packages[@]}")
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+echo "Installing: ${missing[*]}"
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || { echo "Run as root, or install sudo, or install by hand: ${missing[*]}" >&2; exit 1; }
+  as_root=(sudo)
+fi
+export DEBIAN_FRONTEND=noninteractive
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
