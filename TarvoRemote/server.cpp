@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <iterator>
 #include <thread>
 
@@ -71,7 +73,7 @@ uint16_t bindFirstFreePort(int listener) {
 }
 
 int openListener() {
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (listener < 0) error("ERROR opening socket");
     const int on = 1;
     setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -109,23 +111,64 @@ void startConnectionTask(int socket) {
     }
 }
 
-[[noreturn]] void acceptForever(int listener) {
-    AcceptBrake brake;
-    for (;;) {
-        const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-        const int reason = errno;
-        if (connection < 0) {
-            rdebug(MODULE_CORE, "ERROR on accept\n");
-        } else {
+/** Connections that were accepted but have no task yet.
+ *
+ * The kernel keeps few waiting and lets a client that finds no room try again a second later. Starting a
+ * task takes longer than connecting, so all that wait are taken in before each start.
+ */
+class Waiting {
+public:
+    explicit Waiting(int listener) : listener_(listener) {}
+
+    /** The next connection, or -1 when the platform could not accept it. */
+    int next() {
+        acceptAll();
+        while (sockets_.empty()) {
+            awaitConnection();
+            acceptAll();
+        }
+        const int socket = sockets_.front();
+        sockets_.pop_front();
+        return socket;
+    }
+
+private:
+    void awaitConnection() const {
+        pollfd listening = {.fd = listener_, .events = POLLIN, .revents = 0};
+        poll(&listening, 1, -1);
+    }
+
+    void acceptAll() {
+        int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        for (; connection >= 0; connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) {
             const int on = 1;  // replies are many small sends
             setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+            sockets_.push_back(connection);
+            brake_.accepted();
         }
-        startConnectionTask(connection);
-        if (connection < 0) {
-            brake.failed(reason);
-        } else {
-            brake.accepted();
-        }
+        // A failure counts once those that were accepted have been served.
+        if (sockets_.empty() && !isNobodyThere(errno)) fail(errno);
+    }
+
+    void fail(int reason) {
+        rdebug(MODULE_CORE, "ERROR on accept\n");
+        brake_.failed(reason);
+        sockets_.push_back(-1);
+    }
+
+    static bool isNobodyThere(int reason) {
+        return reason == EAGAIN || reason == EWOULDBLOCK || reason == EINTR;
+    }
+
+    int listener_;
+    std::deque<int> sockets_;
+    AcceptBrake brake_;
+};
+
+[[noreturn]] void acceptForever(int listener) {
+    Waiting waiting(listener);
+    for (;;) {
+        startConnectionTask(waiting.next());
     }
 }
 
