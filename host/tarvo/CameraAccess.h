@@ -1,0 +1,89 @@
+/* CameraAccess.h: from the common options to a helper, a camera and a session on it.
+ *
+ * Each step prints its own complaint and answers the exit status that the command should end with (kExitOk:
+ * go on). What was opened is closed in reverse order at the end, by Ctrl-C too: the session, the camera
+ * library if this command started it, and the helper if it is this command's own.
+ *
+ * Thread: main. The listener runs on the event stream's thread.
+ */
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/client/CallbackStream.h"
+#include "host/client/CanonClient.h"
+#include "host/client/HelperProcess.h"
+#include "host/tarvo/LogForwarder.h"
+#include "host/tarvo/Options.h"
+
+namespace tarvo {
+
+/** The exit status that suits a failure of the connection or the helper. */
+int exitStatusOf(const Error& error);
+/** Prints it, unless it is an interruption, and answers its exit status. */
+int report(const Error& error);
+
+/** A helper's port: one that runs, or a private one that lives as long as this object. */
+class HelperAccess {
+public:
+    HelperAccess() = default;
+    HelperAccess(const HelperAccess&) = delete;
+    HelperAccess& operator=(const HelperAccess&) = delete;
+    ~HelperAccess();
+
+    int open(const CommonOptions& options);
+    uint16_t port() const { return port_; }
+    /** The private helper, or null. */
+    HelperProcess* process() { return process_.get(); }
+
+private:
+    int startPrivate(const CommonOptions& options);
+    int findRunning(const CommonOptions& options);
+
+    uint16_t port_ = 0;
+    std::unique_ptr<LogForwarder> log_;  // outlives the process that writes to it
+    std::unique_ptr<HelperProcess> process_;
+};
+
+struct FoundCamera {
+    int32_t reference = 0;
+    std::string name;
+};
+
+class CameraAccess {
+public:
+    CameraAccess() = default;
+    CameraAccess(const CameraAccess&) = delete;
+    CameraAccess& operator=(const CameraAccess&) = delete;
+    ~CameraAccess();
+
+    /** Helper, event stream, connection and camera library. */
+    int connect(const CommonOptions& options, CallbackStream::Listener listener = {});
+    /** Tells of cameras that are attached but cannot be reached. */
+    int findCameras(std::vector<FoundCamera>& found);
+    /** A session on the first camera whose name has the wanted text in it. */
+    int openSession();
+
+    uint16_t port() const { return helper_.port(); }
+    CanonClient& client() { return client_; }
+    CallbackStream& events() { return events_; }
+    int32_t handle() const { return handle_; }
+    const FoundCamera& camera() const { return camera_; }
+
+private:
+    int startLibrary();
+
+    CommonOptions options_;
+    HelperAccess helper_;
+    CallbackStream events_;
+    CallConnection connection_;
+    CanonClient client_{connection_};
+    bool didStartLibrary_ = false;
+    std::vector<int32_t> list_;
+    FoundCamera camera_;
+    int32_t handle_ = 0;
+};
+
+}  // namespace tarvo

@@ -1,0 +1,217 @@
+#include <poll.h>
+
+#include <filesystem>
+
+#include "host/client/ErrorText.h"
+#include "host/client/Jpeg.h"
+#include "host/client/protocol.h"
+#include "host/tarvo/CameraAccess.h"
+#include "host/tarvo/Commands.h"
+#include "host/tarvo/Console.h"
+#include "host/tarvo/ExitStatus.h"
+#include "host/tarvo/FrameFiles.h"
+#include "host/tarvo/Interrupt.h"
+
+namespace tarvo {
+namespace {
+
+using namespace std::chrono_literals;
+
+// A camera needs a while from the start of live view to its first frame.
+constexpr auto kFirstFrameLimit = 15s;
+constexpr auto kFrameLimit = 10s;
+constexpr auto kRetry = 20ms;
+
+/** True: interrupted. */
+bool pauseUntil(Clock::time_point moment) {
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(moment - Clock::now()).count();
+        if (left <= 0) return interrupt::isRequested();
+        pollfd watched{interrupt::fd(), POLLIN, 0};
+        if (::poll(&watched, 1, static_cast<int>(std::min<int64_t>(left, 60'000))) > 0) return true;
+    }
+}
+
+/** Switches live view off again, whatever happens in between. */
+class LiveView {
+public:
+    explicit LiveView(CameraAccess& access) : access_(access) {}
+    LiveView(const LiveView&) = delete;
+    LiveView& operator=(const LiveView&) = delete;
+    ~LiveView() {
+        if (!isOn_) return;
+        const auto status = access_.client().stopLiveView(access_.handle());
+        if (!status.ok() || status.value != kStatusOk) note("live view could not be switched off");
+    }
+
+    int start() {
+        const auto status = access_.client().startLiveView(access_.handle());
+        if (!status.ok()) return report(status.error);
+        if (status.value != kStatusOk) {
+            complain("'{}' does not start live view: {}", access_.camera().name,
+                     statusSentence(status.value));
+            return kExitFailed;
+        }
+        isOn_ = true;
+        return kExitOk;
+    }
+
+private:
+    CameraAccess& access_;
+    bool isOn_ = false;
+};
+
+class FrameSaver {
+public:
+    FrameSaver(CameraAccess& access, const LiveOptions& options) : access_(access), options_(options) {}
+
+    int prepare();
+    int run();
+
+private:
+    int fetch(std::vector<uint8_t>& frame);
+    int store(std::span<const uint8_t> frame);
+
+    CameraAccess& access_;
+    const LiveOptions& options_;
+    FrameFiles files_;
+    int count_ = 0;
+    bool didWarn_ = false;
+};
+
+int FrameSaver::prepare() {
+    if (options_.path.empty()) return kExitOk;
+    if (auto error = files_.open(options_.path, options_.isForced)) return report(error);
+    const int span = options_.frames > 0 ? options_.frames : 1'000'000;
+    const auto taken = files_.findTaken(1, span);
+    if (taken.empty() || options_.isForced) return kExitOk;
+    complain("{} exists. Choose another --path, or --force to replace it", taken);
+    return kExitFiles;
+}
+
+int FrameSaver::fetch(std::vector<uint8_t>& frame) {
+    const auto end = Clock::now() + (count_ == 0 ? kFirstFrameLimit : kFrameLimit);
+    for (;;) {
+        auto image = access_.client().getLiveViewImage(access_.handle());
+        if (!image.ok()) return report(image.error);
+        if (!image.value.empty()) {
+            frame = std::move(image.value);
+            break;
+        }
+        Event event;
+        while (access_.events().tryNext(event)) {
+            const auto* state = std::get_if<StateEvent>(&event);
+            if (state == nullptr || state->handle != access_.handle() || state->event != kStateEventShutdown)
+                continue;
+            complain("the camera was unplugged or switched off after {} frames", count_);
+            return kExitFailed;
+        }
+        if (Clock::now() >= end) {
+            complain("the camera shows no live-view frame. It may have switched live view off by itself");
+            return kExitTimeout;
+        }
+        if (pauseUntil(Clock::now() + kRetry)) return kExitInterrupted;
+    }
+    // The array is as long as the longest frame so far: what follows the picture's end is not its own.
+    const size_t length = jpegLength(frame);
+    if (length > 0) {
+        frame.resize(length);
+    } else if (!didWarn_) {
+        note("frames are no JPEG pictures; they are stored as they come");
+        didWarn_ = true;
+    }
+    return kExitOk;
+}
+
+int FrameSaver::store(std::span<const uint8_t> frame) {
+    if (!options_.path.empty()) {
+        const auto path = files_.finalPath(count_ + 1, ".jpg");
+        if (auto error = FrameFiles::writeAtomically(path, frame, options_.isForced)) return report(error);
+        say("{}  {} bytes", path.string(), frame.size());
+    }
+    if (!options_.single.empty()) {
+        if (auto error = FrameFiles::writeAtomically(options_.single, frame, true)) return report(error);
+    }
+    return kExitOk;
+}
+
+int FrameSaver::run() {
+    LiveView view(access_);
+    if (const int status = view.start(); status != kExitOk) return status;
+    if (options_.isZoomed) {
+        // The zoom holds from the next frame on, and the position only while there is a zoom.
+        if (auto error = access_.client().setLiveViewZoom(access_.handle(), true)) return report(error);
+        if (options_.position.size() == 2) {
+            if (auto error = access_.client().setLiveViewZoomPosition(access_.handle(), options_.position[0],
+                                                                      options_.position[1])) {
+                return report(error);
+            }
+        }
+    }
+    const auto begin = Clock::now();
+    auto next = begin;
+    while (options_.frames == 0 || count_ < options_.frames) {
+        std::vector<uint8_t> frame;
+        int status = fetch(frame);
+        if (status == kExitOk) status = store(frame);
+        if (status == kExitInterrupted) break;
+        if (status != kExitOk) return status;
+        ++count_;
+        if (options_.fps > 0)
+            next +=
+                std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / options_.fps));
+        if (options_.frames != 0 && count_ == options_.frames) break;
+        if (pauseUntil(next)) break;
+        next = std::max(next, options_.fps > 0 ? Clock::now() - 1s : next);
+    }
+    const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+    note("{} frames in {:.1f} s, {:.1f} a second", count_, seconds, seconds > 0 ? count_ / seconds : 0.0);
+    const bool wasEndless = options_.frames == 0;
+    return wasEndless || count_ == options_.frames ? kExitOk : kExitInterrupted;
+}
+
+}  // namespace
+
+int runLive(const CommonOptions& common, const LiveOptions& options) {
+    if (options.path.empty() && options.single.empty()) {
+        complain("live: say where frames shall go: --path FOLDER/NAME, or --single FILE");
+        return kExitUsage;
+    }
+    CameraAccess access;
+    FrameSaver saver(access, options);
+    if (const int status = saver.prepare(); status != kExitOk) return status;
+    if (const int status = access.connect(common); status != kExitOk) return status;
+    if (const int status = access.openSession(); status != kExitOk) return status;
+    return saver.run();
+}
+
+void addLive(CLI::App& app, Invocation& invocation) {
+    auto* command = app.add_subcommand("live", "Save live-view frames");
+    auto options = std::make_shared<LiveOptions>();
+    command->add_option("--path", options->path, "Folder and beginning of numbered files (NAME0001.jpg)");
+    command->add_option("--single", options->single,
+                        "One file, rewritten with each frame and whole at any moment");
+    command->add_option("--frames", options->frames, "End after so many frames; 0: on Ctrl-C")
+        ->check(CLI::Range(0, 100'000'000))
+        ->capture_default_str();
+    command->add_option("--fps", options->fps, "At most so many frames a second; 0: as fast as they come")
+        ->check(CLI::Range(0.0, 1000.0))
+        ->capture_default_str();
+    auto* zoom = command->add_flag("--zoom", options->isZoomed, "Five times enlarged");
+    command
+        ->add_option("--position", options->position,
+                     "Where to enlarge, as two fractions of the picture: X Y")
+        ->expected(2)
+        ->check(CLI::Range(0.0, 1.2))
+        ->needs(zoom);
+    command->add_flag("--force", options->isForced, "Replace files that exist");
+    describe(*command,
+             "Live view is switched off again at the end.\n\n"
+             "Examples:\n"
+             "  tarvo live --path preview/live --frames 25 --fps 5\n"
+             "  tarvo live --single now.jpg\n"
+             "  tarvo live --zoom --position 0.5 0.5 --single focus.jpg\n");
+    command->callback([options, &invocation] { invocation.status = runLive(invocation.common, *options); });
+}
+
+}  // namespace tarvo
