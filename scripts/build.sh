@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and leaves a runnable tree in dist/.
+# Usage: scripts/build.sh
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh build
+
+launcher=()
+command -v ccache >/dev/null && launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+
+# Tests and benchmarks need packages of their own; scripts/test.sh switches them on in the same build tree.
+extra=(-DTARVO_TESTS=OFF -DTARVO_BENCHMARKS=OFF)
+[ ! -f build/release/CMakeCache.txt ] || extra=()
+
+log=build/build.log
+mkdir -p build
+run() {
+  "$@" >"$log" 2>&1 || { tail -n 60 "$log" >&2; echo "Failed: $*" >&2; exit 1; }
+}
+echo "Building (release)"
+run cmake --preset release "${launcher[@]}" "${extra[@]}"
+run cmake --build build/release -j "$(nproc)"
+# What an earlier build left must not be taken for this one's.
+rm -rf dist
+run cmake --install build/release --prefix dist
+echo "Built: dist/bin/TarvoRemote, dist/bin/tarvo"
