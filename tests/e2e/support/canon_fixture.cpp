@@ -29,6 +29,36 @@ Json property(int id, int type, const Json& value, const Json& options) {
     return {{name.data(), entry}};
 }
 
+Json madeUpFile(const std::string& name, int64_t bytes) {
+    return {{"name", name}, {"bytes", bytes}};
+}
+
+Json cardFile(const std::string& name, const std::string& path) {
+    return {{"name", name}, {"file", path}};
+}
+
+Json shotOf(const std::vector<Json>& files) {
+    Json shot = Json::array();
+    for (const Json& file : files) {
+        shot.push_back(file);
+    }
+    Json shots = Json::array();
+    shots.push_back(shot);
+    return shots;
+}
+
+Json madeUpFrames(const std::vector<int64_t>& sizes) {
+    Json frames = Json::array();
+    for (const int64_t size : sizes) {
+        frames.push_back({{"bytes", size}});
+    }
+    return frames;
+}
+
+Json framesFrom(const std::vector<std::string>& paths) {
+    return paths;
+}
+
 Json scenarioOf(const std::vector<Json>& devices) {
     return {{"devices", devices}};
 }
@@ -40,9 +70,12 @@ void CanonTest::start(const Json& scenario) {
 }
 
 void CanonTest::start(const HelperOptions& options) {
+    events_.reset();
+    canon_.reset();
+    lab_.reset();
+    helper_.reset();
     helper_ = std::make_unique<HelperProcess>(options);
     ASSERT_NE(helper_->port(), 0);
-    lab_ = std::make_unique<LabClient>(helper_->labSocket());
     canon_ = std::make_unique<CanonCalls>(helper_->port());
 }
 
@@ -74,6 +107,11 @@ std::vector<int32_t> CanonTest::shoot(int32_t handle, const std::string& path, s
         items.push_back(offered.last());
     }
     return items;
+}
+
+LabClient& CanonTest::lab() {
+    if (!lab_) lab_ = std::make_unique<LabClient>(helper_->labSocket());
+    return *lab_;
 }
 
 CallbackStream& CanonTest::events() {

@@ -48,6 +48,14 @@ Json legacyCamera(const Json& more = Json::object());
 /** { "0x406": { "type": …, "value": … } }, to be merged into a camera's "properties". */
 Json property(int id, int type, const Json& value, const Json& options = Json());
 Json scenarioOf(const std::vector<Json>& devices);
+/** A file of a shot: content of the lab's making, or that of a file of ours. */
+Json madeUpFile(const std::string& name, int64_t bytes);
+Json cardFile(const std::string& name, const std::string& path);
+/** A camera's "shots": every release yields these files. */
+Json shotOf(const std::vector<Json>& files);
+/** A camera's "liveview": frames of these sizes, or these files, in turn. */
+Json madeUpFrames(const std::vector<int64_t>& sizes);
+Json framesFrom(const std::vector<std::string>& paths);
 
 class CanonTest : public ::testing::Test {
 protected:
@@ -62,7 +70,8 @@ protected:
     std::vector<int32_t> shoot(int32_t handle, const std::string& path, size_t files = 1);
 
     HelperProcess& helper() { return *helper_; }
-    LabClient& lab() { return *lab_; }
+    /** Connects to the lab on first use. */
+    LabClient& lab();
     CanonCalls& canon() { return *canon_; }
     /** Registers the callback socket on first use. */
     CallbackStream& events();

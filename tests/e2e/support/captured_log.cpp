@@ -1,9 +1,12 @@
 #include "tests/e2e/support/captured_log.h"
 
+#include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 namespace e2e {
 
@@ -12,35 +15,56 @@ CapturedLog::~CapturedLog() {
 }
 
 void CapturedLog::drain(int descriptor) {
+    ::fcntl(descriptor, F_SETFL, O_NONBLOCK);
+    descriptor_ = descriptor;
     reader_ = std::thread([this, descriptor] {
-        std::array<char, 65536> piece;
         for (;;) {
-            const ssize_t got = ::read(descriptor, piece.data(), piece.size());
-            if (got < 0 && errno == EINTR) continue;
+            pollfd waiting{descriptor, POLLIN, 0};
+            ::poll(&waiting, 1, -1);
             const std::lock_guard lock(mutex_);
-            if (got <= 0) {
-                ended_ = true;
-                grown_.notify_all();
-                break;
-            }
-            text_.append(piece.data(), static_cast<size_t>(got));
-            grown_.notify_all();
+            pullLocked();
+            if (ended_) return;
         }
-        ::close(descriptor);
     });
 }
 
+void CapturedLog::pullLocked() {
+    std::array<char, 65536> piece;
+    while (descriptor_ >= 0 && !ended_) {
+        const ssize_t got = ::read(descriptor_, piece.data(), piece.size());
+        if (got > 0) {
+            text_.append(piece.data(), static_cast<size_t>(got));
+        } else if (got < 0 && errno == EINTR) {
+            continue;
+        } else if (got < 0 && errno == EAGAIN) {
+            break;
+        } else {
+            ended_ = true;
+        }
+    }
+    grown_.notify_all();
+}
+
 void CapturedLog::join() {
-    if (reader_.joinable()) reader_.join();
+    if (!reader_.joinable()) return;
+    reader_.join();
+    // Not earlier: the reader may still be polling, and the number would then be another file's.
+    ::close(std::exchange(descriptor_, -1));
 }
 
-std::string CapturedLog::text() const {
-    const std::lock_guard lock(mutex_);
-    return text_;
+std::string CapturedLog::text() {
+    return since(0);
 }
 
-size_t CapturedLog::size() const {
+std::string CapturedLog::since(size_t from) {
     const std::lock_guard lock(mutex_);
+    pullLocked();
+    return text_.substr(from);
+}
+
+size_t CapturedLog::size() {
+    const std::lock_guard lock(mutex_);
+    pullLocked();
     return text_.size();
 }
 
@@ -53,14 +77,16 @@ size_t CapturedLog::countLocked(std::string_view what, size_t from) const {
     return found;
 }
 
-size_t CapturedLog::count(std::string_view what, size_t from) const {
+size_t CapturedLog::count(std::string_view what, size_t from) {
     const std::lock_guard lock(mutex_);
+    pullLocked();
     return countLocked(what, from);
 }
 
 bool CapturedLog::waitFor(std::string_view what, size_t times, size_t from,
-                          std::chrono::milliseconds patience) const {
+                          std::chrono::milliseconds patience) {
     std::unique_lock lock(mutex_);
+    pullLocked();
     grown_.wait_for(lock, patience, [&] { return ended_ || countLocked(what, from) >= times; });
     return countLocked(what, from) >= times;
 }

@@ -1,7 +1,10 @@
 /* captured_log.h: what a process has written to one of its streams, so far.
  *
- * Thread: any; one thread feeds it, others wait on it.
- * Owns:   the text.
+ * What the process wrote before a question is asked is part of the answer: after a reply has come, the
+ * lines that were logged before it are there to be counted, without a wait.
+ *
+ * Thread: any; one thread drains the stream so that the process never blocks on it.
+ * Owns:   the text and the descriptor.
  */
 #pragma once
 
@@ -23,26 +26,30 @@ public:
     CapturedLog(const CapturedLog&) = delete;
     CapturedLog& operator=(const CapturedLog&) = delete;
 
-    /** Takes the descriptor over and reads it to its end on a thread of its own. */
+    /** Takes the reading end of a pipe over and reads it to its end. */
     void drain(int descriptor);
     /** Until the stream has ended and all of it is here. */
     void join();
 
-    std::string text() const;
-    size_t size() const;
+    std::string text();
+    /** The text from the offset on. */
+    std::string since(size_t from);
+    size_t size();
     /** How often the text occurs, from the offset on. */
-    size_t count(std::string_view what, size_t from = 0) const;
+    size_t count(std::string_view what, size_t from = 0);
     /** Until the text has occurred so many times; false when the stream ends or patience runs out first. */
     bool waitFor(std::string_view what, size_t times = 1, size_t from = 0,
-                 std::chrono::milliseconds patience = kPatience) const;
+                 std::chrono::milliseconds patience = kPatience);
 
 private:
+    void pullLocked();
     size_t countLocked(std::string_view what, size_t from) const;
 
-    mutable std::mutex mutex_;
-    mutable std::condition_variable grown_;
+    std::mutex mutex_;
+    std::condition_variable grown_;
     std::string text_;    // guarded by mutex_
     bool ended_ = false;  // guarded by mutex_
+    int descriptor_ = -1;
     std::thread reader_;
 };
 

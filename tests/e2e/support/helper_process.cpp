@@ -156,13 +156,13 @@ std::optional<int> HelperProcess::waitForExit(std::chrono::milliseconds patience
 
 bool HelperProcess::waitForOut(std::string_view what, size_t times, size_t from) {
     const bool found = out_.waitFor(what, times, from);
-    EXPECT_TRUE(found) << "not on standard output: " << what << "\nbut:\n" << out_.text().substr(from);
+    EXPECT_TRUE(found) << "not on standard output: " << what << "\nbut:\n" << out_.since(from);
     return found;
 }
 
 bool HelperProcess::waitForErr(std::string_view what, size_t times, size_t from) {
     const bool found = err_.waitFor(what, times, from);
-    EXPECT_TRUE(found) << "not on standard error: " << what << "\nbut:\n" << err_.text().substr(from);
+    EXPECT_TRUE(found) << "not on standard error: " << what << "\nbut:\n" << err_.since(from);
     return found;
 }
 

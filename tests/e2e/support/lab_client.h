@@ -56,6 +56,7 @@ public:
 
 private:
     int descriptor_ = -1;
+    bool gone_ = false;
     std::string received_;
 };
 
