@@ -1,6 +1,10 @@
 #include "TarvoRemote/callback.h"
 
+#include <sys/socket.h>
+#include <sys/time.h>
+
 #include <atomic>
+#include <cerrno>
 
 #include "TarvoRemote/wire.h"
 #include "shared/vask_mutex.h"
@@ -10,6 +14,22 @@ namespace {
 std::atomic<int> gCallbackSocket{0};
 pthread_mutex_t gCallbackMutex;
 
+void limitPatience(int socket) {
+    const timeval patience = {.tv_sec = kCallbackPatience, .tv_usec = 0};
+    setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+}
+
+/** The whole message, value by value; the last result. */
+int64_t writeMessage(int socket, uint8_t module, EventKind kind, std::initializer_list<int32_t> payload) {
+    int64_t sent = writeByte(socket, module);
+    if (sent > 0) sent = writeInt(socket, CALLBACK_MARKER);
+    if (sent > 0) sent = writeByte(socket, kind);
+    for (const int32_t value : payload) {
+        if (sent > 0) sent = writeInt(socket, value);
+    }
+    return sent;
+}
+
 }  // namespace
 
 int initTarvoRemote() {
@@ -17,6 +37,7 @@ int initTarvoRemote() {
 }
 
 void setCallbackSocket(int socket) {
+    if (socket != 0) limitPatience(socket);
     gCallbackSocket = socket;
 }
 
@@ -32,11 +53,8 @@ void sendCallback(uint8_t module, EventKind kind, std::initializer_list<int32_t>
     const int socket = getCallbackSocket();
     if (socket == 0) return;
     MUTEX_LOCK(getCallbackMutex());
-    writeByte(socket, module);
-    writeInt(socket, CALLBACK_MARKER);
-    writeByte(socket, kind);
-    for (const int32_t value : payload) {
-        writeInt(socket, value);
-    }
+    const int64_t sent = writeMessage(socket, module, kind, payload);
+    const bool hasStalled = sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+    if (hasStalled) shutdown(socket, SHUT_RDWR);
     MUTEX_UNLOCK(getCallbackMutex());
 }

@@ -2,7 +2,9 @@
  *
  * Thread: any. gCallbackMutex is a leaf: nothing but the writes of one message happens under it.
  * Owns:   nothing: the registered socket is never closed here, not even when another takes its place.
- * Errors: a message is lost when no socket is registered or the host has closed it.
+ * Errors: a message is lost when no socket is registered or the host has closed it. A host that reads
+ *         nothing until all buffers are full, and then nothing for kCallbackPatience, has its stream ended:
+ *         cameras must not wait for it for ever, and half a message must not be taken for a whole one.
  */
 #pragma once
 
@@ -14,6 +16,9 @@
 /** Follows the module byte of every message. */
 constexpr int32_t CALLBACK_MARKER = 0x112233;
 
+/** Seconds. */
+constexpr int kCallbackPatience = 5;
+
 enum EventKind : uint8_t {
     EVENT_OBJECT = 1,
     EVENT_PROPERTY = 2,
@@ -23,6 +28,7 @@ enum EventKind : uint8_t {
 
 /** Prepares the mutex; once, before the first connection is accepted. Returns the thread library's status. */
 int initTarvoRemote();
+/** Takes the place of any earlier one. 0: none. */
 void setCallbackSocket(int socket);
 /** 0: none is registered. */
 int getCallbackSocket();

@@ -1,7 +1,10 @@
 #include "TarvoRemote/callback.h"
 
 #include <gtest/gtest.h>
+#include <sys/time.h>
 
+#include <cerrno>
+#include <csignal>
 #include <thread>
 #include <vector>
 
@@ -12,7 +15,10 @@ namespace {
 
 class Callback : public testing::Test {
 protected:
-    void SetUp() override { initTarvoRemote(); }
+    void SetUp() override {
+        std::signal(SIGPIPE, SIG_IGN);  // as the helper's main does
+        initTarvoRemote();
+    }
     void TearDown() override { setCallbackSocket(0); }
     SocketPair pair;
 };
@@ -58,6 +64,26 @@ TEST_F(Callback, ProgressIsLoggedEvenWhenItIsDropped) {
     CanonRemote_progressCallback(1, 50);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Canon: progressCallback 50\n");
     EXPECT_EQ(pair.sent(), Bytes{});
+}
+
+TEST_F(Callback, HostThatNeverReadsDoesNotHoldCamerasForEver) {
+    setCallbackSocket(pair.socket());
+    const timeval soon = {.tv_sec = 0, .tv_usec = 20000};
+    setsockopt(pair.socket(), SOL_SOCKET, SO_SNDTIMEO, &soon, sizeof soon);
+    uint8_t probe = 0;
+    // Ends only when the buffers are full and the stream has been ended.
+    while (send(pair.socket(), &probe, 0, MSG_NOSIGNAL) == 0) {
+        sendCallback(40, EVENT_STATE, {1});
+    }
+    EXPECT_EQ(errno, EPIPE);
+    // What arrived are whole messages up to the one that found no room.
+    size_t received = 0;
+    uint8_t buffer[4096];
+    for (ssize_t count = 1; count > 0; received += static_cast<size_t>(count)) {
+        count = recv(pair.peer(), buffer, sizeof buffer, 0);
+        ASSERT_GE(count, 0);
+    }
+    EXPECT_GT(received, 10U);
 }
 
 TEST_F(Callback, MessagesOfSeveralSendersAreNeverMixed) {
