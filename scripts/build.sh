@@ -8,9 +8,9 @@ scripts/install-deps.sh build
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 
-# Tests and benchmarks need packages of their own; scripts/test.sh switches them on in the same build tree.
+# Tests and benchmarks need packages of their own; a tree that is configured with them keeps them.
 extra=(-DTARVO_TESTS=OFF -DTARVO_BENCHMARKS=OFF)
-[ ! -f build/release/CMakeCache.txt ] || extra=()
+! grep -qs '^TARVO_TESTS:BOOL=ON' build/release/CMakeCache.txt || extra=()
 
 log=build/build.log
 mkdir -p build

@@ -67,7 +67,12 @@ int runCommandLine(int argc, char** argv) {
     } catch (const CLI::ParseError& problem) {
         // Help is thrown too, with status 0.
         if (problem.get_exit_code() == 0) return app.exit(problem);
-        complain("{}", problem.what());
+        const auto unknown = app.remaining();
+        if (app.get_subcommands().empty() && !unknown.empty()) {
+            complain("there is no command or option '{}'", unknown.front());
+        } else {
+            complain("{}", problem.what());
+        }
         note("  'tarvo --help' and 'tarvo COMMAND --help' tell more.");
         return kExitUsage;
     }
