@@ -4,9 +4,8 @@
 
 #include <csignal>
 
+#include "TarvoRemote/MainThread.h"
 #include "TarvoRemote/server.h"
-#include "platform/Events.h"
-#include "platform/Tasks.h"
 
 namespace {
 
@@ -26,8 +25,5 @@ int main() {
     occupyStandardStreams();
     // Hosts close sockets at any moment; a failed send must not end the process.
     std::signal(SIGPIPE, SIG_IGN);
-    constexpr size_t kServerStack = 2048;
-    MPCreateTask(StartServer, nullptr, kServerStack, nullptr, nullptr, nullptr, 0, nullptr);
-    RunApplicationEventLoop();
-    return 0;
+    return runMainThread(StartServer);
 }
