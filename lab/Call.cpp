@@ -55,36 +55,43 @@ Call::~Call() {
     }
 }
 
-Call& Call::device(std::string_view id) {
-    if (record_) record_->device = id;
+/** An entry that memory does not suffice for is better lost than a call of the helper's. */
+template <typename Work>
+Call& Call::note(Work work) {
+    if (!record_) return *this;
+    try {
+        work(*record_);
+    } catch (const std::bad_alloc&) {
+        Trace::instance().countDropped();
+    }
     return *this;
+}
+
+Call& Call::device(std::string_view id) {
+    return note([&](CallRecord& record) { record.device = id; });
 }
 
 Call& Call::number(std::string_view key, int64_t value) {
-    if (!record_) return *this;
-    record_->args.key(key).number(value);
-    record_->numbers.emplace_back(key, value);
-    return *this;
+    return note([&](CallRecord& record) {
+        record.args.key(key).number(value);
+        record.numbers.emplace_back(key, value);
+    });
 }
 
 Call& Call::flag(std::string_view key, bool value) {
-    if (record_) record_->args.key(key).boolean(value);
-    return *this;
+    return note([&](CallRecord& record) { record.args.key(key).boolean(value); });
 }
 
 Call& Call::text(std::string_view key, std::string_view value) {
-    if (record_) record_->args.key(key).text(value);
-    return *this;
+    return note([&](CallRecord& record) { record.args.key(key).text(value); });
 }
 
 Call& Call::bytes(std::string_view key, const void* data, size_t size) {
-    if (record_) record_->args.key(key).hex(data, size);
-    return *this;
+    return note([&](CallRecord& record) { record.args.key(key).hex(data, size); });
 }
 
 Call& Call::json(std::string_view key, std::string_view value) {
-    if (record_) record_->args.key(key).raw(value);
-    return *this;
+    return note([&](CallRecord& record) { record.args.key(key).raw(value); });
 }
 
 bool Call::refused() {

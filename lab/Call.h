@@ -43,6 +43,8 @@ public:
     Call& flag(std::string_view key, bool value);
     Call& text(std::string_view key, std::string_view value);
     Call& bytes(std::string_view key, const void* data, size_t size);
+    /** Nothing: the argument was missing. */
+    Call& null(std::string_view key) { return json(key, "null"); }
     /** A value that is JSON already: "[1,2]". */
     Call& json(std::string_view key, std::string_view value);
 
@@ -64,6 +66,8 @@ public:
     }
 
 private:
+    template <typename Work>
+    Call& note(Work work);
     void finish(int64_t result);
 
     std::unique_ptr<CallRecord> record_;  // null while nobody could read it

@@ -1,0 +1,80 @@
+/* Device.h: one device of the lab's world, whatever its family.
+ *
+ * Thread: any; every device guards itself with a lock of its own, so that devices never wait for each other.
+ * Errors: commands answer a text that says what is wrong; empty: done.
+ */
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "lab/Export.h"
+#include "lab/Fields.h"
+#include "lab/JsonText.h"
+
+namespace lab {
+
+enum class Family { canon = 1, nikon, video };
+
+const char* familyName(Family family);
+
+class LAB_EXPORT Device {
+public:
+    Device(std::string id, Family family) : id_(std::move(id)), family_(family) {}
+    virtual ~Device() = default;
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
+
+    const std::string& id() const { return id_; }
+    Family family() const { return family_; }
+
+    virtual bool isAttached() const = 0;
+    /** Plugs the device in; false when it was already. */
+    virtual bool attach() = 0;
+    /** Pulls the device out; false when it was not in. */
+    virtual bool detach() = 0;
+
+    // The commands of the control socket that go to one device. They read the fields that they know; the
+    // caller has read "cmd" and "id" and reports what nobody asked for.
+    virtual std::string press() = 0;
+    virtual std::string set(Fields& command) = 0;
+    /** Adds "value" to the answer. */
+    virtual std::string get(Fields& command, JsonText& answer) = 0;
+    virtual std::string event(Fields& command) = 0;
+    /** Adds what there is to know beyond id, family and attached. */
+    virtual void writeState(JsonText& out) = 0;
+
+private:
+    std::string id_;
+    Family family_;
+};
+
+using DeviceRef = std::shared_ptr<Device>;
+
+/** A device of a family whose library this lab does not simulate yet: it can be described, plugged and
+ * pulled, and keeps its description for the library to come. */
+class StoredDevice final : public Device {
+public:
+    StoredDevice(std::string id, Family family, std::unique_ptr<Json> settings);
+    ~StoredDevice() override;
+
+    bool isAttached() const override { return isAttached_; }
+    bool attach() override { return !isAttached_.exchange(true); }
+    bool detach() override { return isAttached_.exchange(false); }
+    std::string press() override;
+    std::string set(Fields& command) override;
+    std::string get(Fields& command, JsonText& answer) override;
+    std::string event(Fields& command) override;
+    void writeState(JsonText& out) override;
+
+    const Json& settings() const { return *settings_; }
+
+private:
+    std::string refusal(const char* command) const;
+
+    std::atomic<bool> isAttached_{true};
+    std::unique_ptr<Json> settings_;
+};
+
+}  // namespace lab

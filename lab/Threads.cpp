@@ -1,0 +1,34 @@
+#include "lab/Threads.h"
+
+#include <csignal>
+#include <thread>
+#include <utility>
+
+namespace lab {
+
+namespace {
+
+/** A thread begins with the signal mask of the one that starts it. */
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    sigset_t before_{};
+};
+
+}  // namespace
+
+void startThread(std::function<void()> body) {
+    const SignalsBlocked blocked;
+    std::thread(std::move(body)).detach();
+}
+
+}  // namespace lab
