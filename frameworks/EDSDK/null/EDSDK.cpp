@@ -7,11 +7,15 @@
 #include "EDSDK.h"
 
 #include <atomic>
+#include <mutex>
 
 namespace {
 
 std::atomic<bool> isInitialised{false};
-std::atomic<uint32_t> listReferences{0};
+std::mutex listMutex;
+uint32_t listReferences = 0;  // guarded by listMutex
+
+constexpr EdsUInt32 kNoReference = 0xFFFFFFFF;
 
 EdsObject_* emptyList() {
     static char standsForTheList;
@@ -19,25 +23,34 @@ EdsObject_* emptyList() {
 }
 
 bool isLiveList(EdsBaseRef object) {
+    const std::lock_guard guard(listMutex);
     return object == emptyList() && listReferences > 0;
+}
+
+/** The count afterwards. */
+EdsUInt32 countList(EdsBaseRef object, int32_t difference) {
+    const std::lock_guard guard(listMutex);
+    if (object != emptyList() || listReferences == 0) return kNoReference;
+    return listReferences += static_cast<uint32_t>(difference);
 }
 
 EdsError uninitialisedOr(EdsError error) {
     return isInitialised ? error : static_cast<EdsError>(EDS_ERR_INTERNAL_ERROR);
 }
 
+/** Also before the library has been started: then no reference is live. */
 EdsError noSuchReference() {
-    return uninitialisedOr(EDS_ERR_INVALID_HANDLE);
+    return EDS_ERR_INVALID_HANDLE;
 }
 
 }  // namespace
 
 EdsError EdsInitializeSDK() {
-    isInitialised = true;
-    return EDS_ERR_OK;
+    return isInitialised.exchange(true) ? EDS_ERR_INTERNAL_ERROR : EDS_ERR_OK;
 }
 
 EdsError EdsTerminateSDK() {
+    const std::lock_guard guard(listMutex);
     listReferences = 0;
     return isInitialised.exchange(false) ? EDS_ERR_OK : EDS_ERR_INTERNAL_ERROR;
 }
@@ -47,11 +60,11 @@ EdsError EdsGetEvent() {
 }
 
 EdsUInt32 EdsRetain(EdsBaseRef object) {
-    return isLiveList(object) ? ++listReferences : 0xFFFFFFFF;
+    return countList(object, 1);
 }
 
 EdsUInt32 EdsRelease(EdsBaseRef object) {
-    return isLiveList(object) ? --listReferences : 0xFFFFFFFF;
+    return countList(object, -1);
 }
 
 EdsError EdsGetChildCount(EdsBaseRef parent, EdsUInt32* count) {
@@ -68,6 +81,7 @@ EdsError EdsGetChildAtIndex(EdsBaseRef parent, EdsInt32, EdsBaseRef*) {
 EdsError EdsGetCameraList(EdsCameraListRef* list) {
     if (!isInitialised) return EDS_ERR_INTERNAL_ERROR;
     if (list == nullptr) return EDS_ERR_INVALID_POINTER;
+    const std::lock_guard guard(listMutex);
     ++listReferences;
     *list = emptyList();
     return EDS_ERR_OK;
