@@ -4,6 +4,19 @@ namespace {
 
 thread_local CallScope* innermost = nullptr;
 
+/** Takes what is handed over outside all scopes, until the thread ends. */
+struct OutermostScope {
+    ~OutermostScope();
+    CallScope scope;
+};
+
+// Outlives the scope within the thread's tear-down, since it needs none.
+thread_local bool isThreadEnding = false;
+
+OutermostScope::~OutermostScope() {
+    isThreadEnding = true;
+}
+
 }  // namespace
 
 CallScope::CallScope() : outer_(innermost) {
@@ -24,10 +37,13 @@ void autorelease(void* object, void (*deleter)(void*)) {
     if (object == nullptr) {
         return;
     }
+    if (innermost == nullptr && isThreadEnding) {
+        deleter(object);  // nobody can come to use it any more
+        return;
+    }
     if (innermost == nullptr) {
-        // Becomes the thread's outermost scope and stays until the thread ends.
-        thread_local CallScope outermost;
-        innermost = &outermost;
+        thread_local OutermostScope outermost;
+        innermost = &outermost.scope;
     }
     try {
         innermost->temporaries_.push_back({object, deleter});

@@ -21,18 +21,19 @@ bool setRealTime(int priority) {
     return sched_setscheduler(0, SCHED_FIFO, &parameter) == 0;
 }
 
-/** The highest real-time priority that is permitted, 0 for none. */
-int raiseToRealTime() {
+/** `current` is 0 for a thread that is not real-time. Never goes below it: the system permits any thread to
+ * lower itself, so only what is higher may be tried. */
+bool raiseToRealTime(int current) {
     const int highest = sched_get_priority_max(SCHED_FIFO);
     if (setRealTime(highest)) {
-        return highest;
+        return true;
     }
     rlimit limit{};
-    if (getrlimit(RLIMIT_RTPRIO, &limit) != 0 || limit.rlim_cur == 0) {
-        return 0;
+    if (getrlimit(RLIMIT_RTPRIO, &limit) != 0) {
+        return false;
     }
     const int permitted = static_cast<int>(std::min(limit.rlim_cur, static_cast<rlim_t>(highest)));
-    return setRealTime(permitted) ? permitted : 0;
+    return permitted > current && setRealTime(permitted);
 }
 
 bool raiseNice(int current) {
@@ -52,12 +53,11 @@ bool raiseNice(int current) {
     return permitted < current && setpriority(PRIO_PROCESS, 0, permitted) == 0;
 }
 
-/** Already above what we could ask for: raising would lower it. */
+/** Nothing is above it that we could ask for. */
 bool isAtTop(int policy, int realTimePriority) {
     constexpr int deadline = 6;  // SCHED_DEADLINE, which <sched.h> does not always name
-    const int plain = policy & ~SCHED_RESET_ON_FORK;
-    return plain == deadline ||
-           (plain == SCHED_FIFO && realTimePriority == sched_get_priority_max(SCHED_FIFO));
+    return (policy & ~SCHED_RESET_ON_FORK) == deadline ||
+           realTimePriority == sched_get_priority_max(SCHED_FIFO);
 }
 
 }  // namespace
@@ -75,7 +75,7 @@ HighestPriority::HighestPriority() {
         return;
     }
     timerSlackNs_ = prctl(PR_GET_TIMERSLACK);
-    if (raiseToRealTime() > realTimePriority_) {
+    if (raiseToRealTime(realTimePriority_)) {
         gained_ = PriorityGained::realTime;
     } else if (realTimePriority_ == 0 && raiseNice(nice_)) {
         gained_ = PriorityGained::nice;

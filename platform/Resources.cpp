@@ -33,7 +33,11 @@ const char* attribute(const char* wanted, const gchar** names, const gchar** val
             return *values;
         }
     }
-    return "";
+    return nullptr;
+}
+
+bool isText(const char* value, const char* wanted) {
+    return value != nullptr && std::strcmp(value, wanted) == 0;
 }
 
 void startElement(GMarkupParseContext*, const gchar* element, const gchar** names, const gchar** values,
@@ -41,13 +45,14 @@ void startElement(GMarkupParseContext*, const gchar* element, const gchar** name
     auto& search = *static_cast<Search*>(data);
     ++search.depth;
     if (std::strcmp(element, "object") == 0 && search.foundAt == 0 &&
-        std::strcmp(attribute("id", names, values), search.name) == 0) {
+        isText(attribute("id", names, values), search.name)) {
+        const char* const className = attribute("class", names, values);
         search.foundAt = search.depth;
-        search.className = attribute("class", names, values);
+        search.className = className == nullptr ? "" : className;
     }
     search.isInTitle = search.foundAt > 0 && search.depth == search.foundAt + 1 &&
                        std::strcmp(element, "property") == 0 &&
-                       std::strcmp(attribute("name", names, values), "title") == 0;
+                       isText(attribute("name", names, values), "title");
 }
 
 void endElement(GMarkupParseContext*, const gchar*, gpointer data, GError**) {
@@ -107,7 +112,7 @@ OSStatus findNibWindow(IBNibRef nib, const char* name, NibWindow* out) {
     }
     try {
         Search search{.name = name, .className = {}, .title = {}};
-        if (!parse(nib->text, &search) || search.className.empty()) {
+        if (!parse(nib->text, &search) || search.foundAt == 0) {
             return kIBCarbonRuntimeCantFindObject;
         }
         if (search.className != "GtkWindow") {

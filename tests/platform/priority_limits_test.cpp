@@ -1,0 +1,224 @@
+/* A program of its own: it takes the place of the system's scheduling calls and plays a kernel with limits,
+ * since only few test machines may lay out real ones. */
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <string>
+
+#include "platform/Priority.h"
+
+namespace {
+
+/** The scheduling of the one thread that this kernel knows, and how far it may be raised. */
+struct Kernel {
+    int policy = SCHED_OTHER;
+    int realTimePriority = 0;
+    int nice = 0;
+    rlim_t realTimeLimit = 0;
+    rlim_t niceLimit = 0;
+    bool isPrivileged = false;
+    bool isBroken = false;  // policies cannot even be read
+};
+
+Kernel kernel;
+
+int refuse(int error) {
+    errno = error;
+    return -1;
+}
+
+}  // namespace
+
+// The platform's library finds these before the C library's.
+extern "C" {
+#pragma GCC visibility push(default)
+
+int sched_getscheduler(pid_t) noexcept {
+    return kernel.isBroken ? refuse(ENOSYS) : kernel.policy;
+}
+
+int sched_getparam(pid_t, sched_param* parameter) noexcept {
+    parameter->sched_priority = kernel.realTimePriority;
+    return 0;
+}
+
+int sched_setscheduler(pid_t, int policy, const sched_param* parameter) noexcept {
+    const auto wanted = static_cast<rlim_t>(parameter->sched_priority);
+    const bool isLowering = parameter->sched_priority <= kernel.realTimePriority;
+    if (policy == SCHED_FIFO && !kernel.isPrivileged && !isLowering && wanted > kernel.realTimeLimit) {
+        return refuse(EPERM);
+    }
+    kernel.policy = policy;
+    kernel.realTimePriority = parameter->sched_priority;
+    return 0;
+}
+
+int getpriority(__priority_which_t, id_t) noexcept {
+    return kernel.nice;
+}
+
+int setpriority(__priority_which_t, id_t, int nice) noexcept {
+    const int lowest = kernel.niceLimit > 40 ? -20 : 20 - static_cast<int>(kernel.niceLimit);
+    if (!kernel.isPrivileged && nice < kernel.nice && nice < lowest) {
+        return refuse(EACCES);
+    }
+    kernel.nice = nice;
+    return 0;
+}
+
+int getrlimit(__rlimit_resource_t resource, rlimit* limit) noexcept {
+    const rlim_t value = resource == RLIMIT_RTPRIO ? kernel.realTimeLimit : kernel.niceLimit;
+    *limit = {value, value};
+    return 0;
+}
+
+#pragma GCC visibility pop
+}  // extern "C"
+
+namespace {
+
+class PriorityLimits : public testing::Test {
+protected:
+    void SetUp() override { kernel = Kernel{}; }
+    /// Nothing of the raise may be left.
+    void expectPutBack(int nice = 0) {
+        EXPECT_EQ(SCHED_OTHER, kernel.policy);
+        EXPECT_EQ(0, kernel.realTimePriority);
+        EXPECT_EQ(nice, kernel.nice);
+    }
+};
+
+TEST_F(PriorityLimits, without_any_leave_to_rise_change_nothing) {
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(PriorityGained::none, priority.gained());
+        expectPutBack();
+    }
+    expectPutBack();
+}
+
+TEST_F(PriorityLimits, of_none_let_a_privileged_process_to_the_top) {
+    kernel.isPrivileged = true;
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(PriorityGained::realTime, priority.gained());
+        EXPECT_EQ(SCHED_FIFO, kernel.policy);
+        EXPECT_EQ(sched_get_priority_max(SCHED_FIFO), kernel.realTimePriority);
+    }
+    expectPutBack();
+}
+
+TEST_F(PriorityLimits, of_real_time_are_used_up) {
+    kernel.realTimeLimit = 7;
+    kernel.niceLimit = 30;
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(PriorityGained::realTime, priority.gained());
+        EXPECT_EQ(SCHED_FIFO, kernel.policy);
+        EXPECT_EQ(7, kernel.realTimePriority);
+        EXPECT_EQ(0, kernel.nice);
+    }
+    expectPutBack();
+}
+
+TEST_F(PriorityLimits, beyond_the_scale_mean_its_top) {
+    kernel.realTimeLimit = RLIM_INFINITY;
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(sched_get_priority_max(SCHED_FIFO), kernel.realTimePriority);
+    }
+    expectPutBack();
+    kernel.realTimeLimit = 0;
+    kernel.niceLimit = RLIM_INFINITY;
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(-20, kernel.nice);
+    }
+    expectPutBack();
+}
+
+TEST_F(PriorityLimits, of_nice_are_used_up_when_real_time_is_not_permitted) {
+    kernel.niceLimit = 30;
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(PriorityGained::nice, priority.gained());
+        EXPECT_EQ(SCHED_OTHER, kernel.policy);
+        EXPECT_EQ(-10, kernel.nice);
+    }
+    expectPutBack();
+}
+
+TEST_F(PriorityLimits, of_nice_lower_a_nice_thread_s_value) {
+    kernel.niceLimit = 20;
+    kernel.nice = 12;
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(PriorityGained::nice, priority.gained());
+        EXPECT_EQ(0, kernel.nice);
+    }
+    expectPutBack(12);
+}
+
+TEST_F(PriorityLimits, of_nice_never_make_a_thread_nicer) {
+    kernel.niceLimit = 15;  // permits 5 and up
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(PriorityGained::none, priority.gained());
+        EXPECT_EQ(0, kernel.nice);
+    }
+    expectPutBack();
+}
+
+TEST_F(PriorityLimits, of_real_time_never_lower_a_thread_that_is_above) {
+    kernel.policy = SCHED_FIFO;
+    kernel.realTimePriority = 50;
+    kernel.realTimeLimit = 7;
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(PriorityGained::none, priority.gained());
+        EXPECT_EQ(50, kernel.realTimePriority);
+    }
+    EXPECT_EQ(SCHED_FIFO, kernel.policy);
+    EXPECT_EQ(50, kernel.realTimePriority);
+}
+
+TEST_F(PriorityLimits, of_real_time_raise_a_real_time_thread) {
+    kernel.policy = SCHED_RR;
+    kernel.realTimePriority = 3;
+    kernel.realTimeLimit = 7;
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(PriorityGained::realTime, priority.gained());
+        EXPECT_EQ(SCHED_FIFO, kernel.policy);
+        EXPECT_EQ(7, kernel.realTimePriority);
+    }
+    EXPECT_EQ(SCHED_RR, kernel.policy);
+    EXPECT_EQ(3, kernel.realTimePriority);
+}
+
+TEST_F(PriorityLimits, of_none_leave_a_thread_at_the_top_as_it_is) {
+    kernel.isPrivileged = true;
+    kernel.policy = SCHED_RR;
+    kernel.realTimePriority = sched_get_priority_max(SCHED_RR);
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(PriorityGained::none, priority.gained());
+        EXPECT_EQ(SCHED_RR, kernel.policy);
+    }
+    EXPECT_EQ(SCHED_RR, kernel.policy);
+    EXPECT_EQ(sched_get_priority_max(SCHED_RR), kernel.realTimePriority);
+}
+
+TEST_F(PriorityLimits, do_not_matter_where_scheduling_cannot_be_read) {
+    kernel.isPrivileged = true;
+    kernel.isBroken = true;
+    {
+        const HighestPriority priority;
+        EXPECT_EQ(PriorityGained::none, priority.gained());
+    }
+    expectPutBack();
+}
+
+}  // namespace
