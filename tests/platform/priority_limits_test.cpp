@@ -1,5 +1,5 @@
-/* A program of its own: it takes the place of the system's scheduling calls and plays a kernel with limits,
- * since only few test machines may lay out real ones. */
+/* A program of its own: the linker turns the unit's scheduling calls to the functions below, which play a
+ * kernel with limits. Only few test machines may lay out real ones. */
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/resource.h>
@@ -31,20 +31,18 @@ int refuse(int error) {
 
 }  // namespace
 
-// The platform's library finds these before the C library's.
 extern "C" {
-#pragma GCC visibility push(default)
 
-int sched_getscheduler(pid_t) noexcept {
+int __wrap_sched_getscheduler(pid_t) {
     return kernel.isBroken ? refuse(ENOSYS) : kernel.policy;
 }
 
-int sched_getparam(pid_t, sched_param* parameter) noexcept {
+int __wrap_sched_getparam(pid_t, sched_param* parameter) {
     parameter->sched_priority = kernel.realTimePriority;
     return 0;
 }
 
-int sched_setscheduler(pid_t, int policy, const sched_param* parameter) noexcept {
+int __wrap_sched_setscheduler(pid_t, int policy, const sched_param* parameter) {
     const auto wanted = static_cast<rlim_t>(parameter->sched_priority);
     const bool isLowering = parameter->sched_priority <= kernel.realTimePriority;
     if (policy == SCHED_FIFO && !kernel.isPrivileged && !isLowering && wanted > kernel.realTimeLimit) {
@@ -55,11 +53,11 @@ int sched_setscheduler(pid_t, int policy, const sched_param* parameter) noexcept
     return 0;
 }
 
-int getpriority(__priority_which_t, id_t) noexcept {
+int __wrap_getpriority(__priority_which_t, id_t) {
     return kernel.nice;
 }
 
-int setpriority(__priority_which_t, id_t, int nice) noexcept {
+int __wrap_setpriority(__priority_which_t, id_t, int nice) {
     const int lowest = kernel.niceLimit > 40 ? -20 : 20 - static_cast<int>(kernel.niceLimit);
     if (!kernel.isPrivileged && nice < kernel.nice && nice < lowest) {
         return refuse(EACCES);
@@ -68,13 +66,12 @@ int setpriority(__priority_which_t, id_t, int nice) noexcept {
     return 0;
 }
 
-int getrlimit(__rlimit_resource_t resource, rlimit* limit) noexcept {
+int __wrap_getrlimit(__rlimit_resource_t resource, rlimit* limit) {
     const rlim_t value = resource == RLIMIT_RTPRIO ? kernel.realTimeLimit : kernel.niceLimit;
     *limit = {value, value};
     return 0;
 }
 
-#pragma GCC visibility pop
 }  // extern "C"
 
 namespace {
