@@ -54,7 +54,7 @@ using DeviceRef = std::shared_ptr<Device>;
 
 /** A device of a family whose library this lab does not simulate yet: it can be described, plugged and
  * pulled, and keeps its description for the library to come. */
-class StoredDevice final : public Device {
+class LAB_EXPORT StoredDevice final : public Device {
 public:
     StoredDevice(std::string id, Family family, std::unique_ptr<Json> settings);
     ~StoredDevice() override;

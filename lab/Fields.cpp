@@ -57,7 +57,10 @@ std::string suggestion(std::string_view name, const std::vector<std::string>& kn
     const auto nearest = std::min_element(known.begin(), known.end(), [&](const auto& a, const auto& b) {
         return distance(name, a) < distance(name, b);
     });
-    if (nearest == known.end() || distance(name, *nearest) > 2) return {};
+    if (nearest == known.end()) return {};
+    // Two letters are a typing error in a long name and another name among the short ones.
+    const size_t most = name.size() < 5 ? 1 : name.size() < 10 ? 2 : 3;
+    if (distance(name, *nearest) > most) return {};
     return ", did you mean \"" + *nearest + "\"?";
 }
 

@@ -41,9 +41,9 @@ std::string fieldPath(std::string_view path, std::string_view name);
 std::string itemPath(std::string_view path, size_t index);
 
 /** A JSON number or a text "0x…"; false when it is neither or does not fit. */
-bool toNumber(const Json& value, int64_t& out);
+LAB_EXPORT bool toNumber(const Json& value, int64_t& out);
 /** Two hexadecimal digits a byte; false when the text is something else. */
-bool toBytes(std::string_view hex, std::vector<uint8_t>& out);
+LAB_EXPORT bool toBytes(std::string_view hex, std::vector<uint8_t>& out);
 /** A text like "0x406" or "1030"; false when it is something else. */
 bool keyNumber(std::string_view text, int64_t& out);
 

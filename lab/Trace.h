@@ -18,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "lab/Export.h"
 #include "lab/JsonText.h"
 
 namespace lab {
@@ -72,6 +73,6 @@ private:
 };
 
 /** Microseconds of the monotonic clock. */
-int64_t monotonicUs();
+LAB_EXPORT int64_t monotonicUs();
 
 }  // namespace lab

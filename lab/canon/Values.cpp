@@ -184,7 +184,7 @@ int64_t numberOf(const Value& value) {
         case 2:
             return type->isSigned ? load<int16_t>(value.bytes) : load<uint16_t>(value.bytes);
         case 4:
-            return type->isSigned ? load<int32_t>(value.bytes) : load<uint32_t>(value.bytes);
+            return type->isSigned ? int64_t{load<int32_t>(value.bytes)} : load<uint32_t>(value.bytes);
         default:
             return load<int64_t>(value.bytes);
     }
