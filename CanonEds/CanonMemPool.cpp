@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <mutex>
 #include <thread>
 
 #include "CanonEds/CanonEdsjnilib.h"
@@ -22,6 +23,9 @@ constexpr std::chrono::milliseconds kPollPause{100};
 
 std::atomic<uint8_t> g_edsdk_init{0};                // set once, never cleared
 std::atomic<EventQueueRef> threadQueueRef{nullptr};  // while the worker thread pumps its queue
+// A host that ends the library may start it again at once: the next worker must not find the library still
+// running, or have it ended under its feet by the last one.
+std::mutex libraryTurn;
 
 /** At most 10 s. */
 template <class Condition>
@@ -54,17 +58,27 @@ bool askWorkerToQuit() {
     return true;
 }
 
+void startLibrary() {
+    const std::lock_guard turn(libraryTurn);
+    EdsInitializeSDK();
+}
+
+void endLibrary() {
+    const std::lock_guard turn(libraryTurn);
+    threadQueueRef = nullptr;  // lets Mac_TerminateSDK answer; the turn is ours until the library has ended
+    EdsTerminateSDK();
+}
+
 }  // namespace
 
 OSStatus TarvoCanonThreadFunction(void*) {
-    EdsInitializeSDK();
+    startLibrary();
     g_edsdk_init = 1;
     EventTargetRef target = GetEventDispatcherTarget();
     threadQueueRef = GetCurrentEventQueue();
     while (dispatchNextEvent(target)) {
     }
-    threadQueueRef = nullptr;
-    EdsTerminateSDK();
+    endLibrary();
     return noErr;
 }
 
