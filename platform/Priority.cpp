@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <limits>
 
 /* On Linux the calls below that take "process 0" mean the calling thread. */
 
@@ -96,18 +97,57 @@ HighestPriority::~HighestPriority() {
     }
 }
 
-void sleepUntilAbsolute(int64_t wallClockUs) {
+namespace {
+
+/* A timer wakes a thread some 50 us late, on virtual machines up to 200 us. So the sleep ends that much
+ * earlier, and the rest is spent looking at the clock. */
+constexpr int64_t wakeUpMarginNs = 200'000;
+
+timespec asTimespec(int64_t ns) {
     timespec moment{};
-    moment.tv_sec = static_cast<time_t>(wallClockUs / 1'000'000);
-    moment.tv_nsec = static_cast<long>(wallClockUs % 1'000'000) * 1000;
+    moment.tv_sec = static_cast<time_t>(ns / 1'000'000'000);
+    moment.tv_nsec = static_cast<long>(ns % 1'000'000'000);
+    return moment;
+}
+
+int64_t wallClockNs() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+}
+
+void sleepUntilNs(int64_t momentNs) {
+    const timespec wakeUp = asTimespec(momentNs - wakeUpMarginNs);
+    for (;;) {
+        while (clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &wakeUp, nullptr) == EINTR) {
+        }
+        int64_t leftNs = momentNs - wallClockNs();
+        // A clock that is set back now must not have us look at it for an hour: sleep again.
+        while (leftNs > 0 && leftNs <= 2 * wakeUpMarginNs) {
+            leftNs = momentNs - wallClockNs();
+        }
+        if (leftNs <= 0) {
+            return;
+        }
+    }
+}
+
+}  // namespace
+
+void sleepUntilAbsolute(int64_t wallClockUs) {
+    // Nothing to wait for; besides, negative times are no moments to the system's call.
+    if (wallClockUs <= wallClockNs() / 1000) {
+        return;
+    }
+    // Three centuries from now, where nanoseconds end.
+    const int64_t momentNs = std::min(wallClockUs, std::numeric_limits<int64_t>::max() / 1000) * 1000;
     // The kernel may delay an ordinary thread's timers by its slack, 50 us unless told otherwise. Real-time
     // threads have none and read as 0.
     const int slackNs = prctl(PR_GET_TIMERSLACK);
     if (slackNs > 1) {
         prctl(PR_SET_TIMERSLACK, 1UL);
     }
-    while (clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &moment, nullptr) == EINTR) {
-    }
+    sleepUntilNs(momentNs);
     if (slackNs > 1) {
         prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(slackNs));
     }

@@ -37,6 +37,7 @@ private:
     int timerSlackNs_ = 0;
 };
 
-/** Sleeps until the wall clock shows the moment, to the precision of the machine's timers; a moment in the
- * past returns at once. Signals do not cut it short, and a clock that is set meanwhile is followed. */
+/** Waits until the wall clock shows the moment, to some microseconds; a moment in the past returns at once.
+ * Sleeps but for the last fifth of a millisecond. Signals do not cut it short, and a clock that is set
+ * meanwhile is followed. */
 TARVO_PLATFORM_API void sleepUntilAbsolute(int64_t wallClockUs);
