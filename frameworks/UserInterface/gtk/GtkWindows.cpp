@@ -1,14 +1,13 @@
 #include <gtk/gtk.h>
 
+#include <cerrno>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 #include "WindowToolkit.h"
+#include "X11Windows.h"
 #include "placement.h"
-
-#ifdef GDK_WINDOWING_X11
-#include <gdk/x11/gdkx.h>
-#endif
 
 namespace {
 
@@ -36,19 +35,30 @@ GtkWindow* asGtk(ToolkitWindow* window) {
     return reinterpret_cast<GtkWindow*>(window);
 }
 
-OSStatus open() {
+/** Once, before GTK starts. */
+void prepareGtk() {
     // The log prints numbers; GTK must not switch the process to the user's decimal comma.
-    static const bool isLocaleKept = [] {
-        gtk_disable_setlocale();
-        return true;
-    }();
-    static_cast<void>(isLocaleKept);
-    // After a first failure gtk_init_check() claims success, so the display is what is asked for.
-    if (gtk_init_check() && gdk_display_get_default() != nullptr) {
-        return noErr;
+    gtk_disable_setlocale();
+    // What desktops group and name the windows by.
+    if (g_get_prgname() == nullptr) {
+        g_set_prgname(program_invocation_short_name);
     }
-    GdkDisplay* const display = gdk_display_open(nullptr);
-    return display == nullptr ? errNoWindowSystem : noErr;
+}
+
+OSStatus open() {
+    static std::once_flag isPrepared;
+    std::call_once(isPrepared, prepareGtk);
+    // After a first failure gtk_init_check() claims success, so the display is what is asked for.
+    gtk_init_check();
+    GdkDisplay* display = gdk_display_get_default();
+    if (display == nullptr) {
+        display = gdk_display_open(nullptr);
+    }
+    if (display == nullptr) {
+        return errNoWindowSystem;
+    }
+    surviveLossOf(display);
+    return noErr;
 }
 
 void onDestroy(GtkWindow* window, gpointer) {
@@ -110,41 +120,11 @@ OSStatus create(const char* description, const char* name, WindowRef reference, 
     return noErr;
 }
 
-#ifdef GDK_WINDOWING_X11
-
-GdkMonitor* mainMonitor(GdkDisplay* display) {
-    GdkMonitor* const primary = gdk_x11_display_get_primary_monitor(display);
-    if (primary != nullptr) {
-        return GDK_MONITOR(g_object_ref(primary));
-    }
-    return GDK_MONITOR(g_list_model_get_item(gdk_display_get_monitors(display), 0));
-}
-
-ScreenArea mainScreen(GdkDisplay* display) {
-    const Owned<GdkMonitor> monitor(mainMonitor(display));
-    if (monitor == nullptr) {
-        return {0, 0, 0, 0};
-    }
-    GdkRectangle area{};
-    gdk_x11_monitor_get_workarea(monitor.get(), &area);
-    return {area.x, area.y, area.width, area.height};
-}
-
-void moveTo(GtkWindow* window, const WindowPlace& place) {
-    GdkSurface* const surface = gtk_native_get_surface(GTK_NATIVE(window));
-    if (surface == nullptr || !GDK_IS_X11_SURFACE(surface)) {
-        return;
-    }
-    const int scale = gdk_surface_get_scale_factor(surface);
-    XMoveWindow(gdk_x11_display_get_xdisplay(gdk_surface_get_display(surface)),
-                gdk_x11_surface_get_xid(surface), place.x * scale, place.y * scale);
-}
-
 void reposition(ToolkitWindow* toolkitWindow, WindowPositionMethod method) {
     GtkWindow* const window = asGtk(toolkitWindow);
     GdkDisplay* const display = gtk_widget_get_display(GTK_WIDGET(window));
-    if (!GDK_IS_X11_DISPLAY(display)) {
-        return;  // the display server places windows by itself
+    if (!canPlaceWindows(display)) {
+        return;
     }
     static unsigned cascadedWindows = 0;
     WindowSize size{};
@@ -154,37 +134,23 @@ void reposition(ToolkitWindow* toolkitWindow, WindowPositionMethod method) {
                                                                   : cascaded(screen, size, cascadedWindows++);
     placementOf(window).place = place;
     if (gtk_widget_get_mapped(GTK_WIDGET(window))) {
-        moveTo(window, place);
+        moveWindow(window, place);
     }
 }
 
-/** Moves the window where it was placed. GTK 4 leaves places to the window manager, which takes a wish only
- * for a window that it already manages; without a manager the wish before the window appears is what counts.
- */
-void present(GtkWindow* window) {
+/** A window manager takes a wish for a place only from windows that it already manages; without a manager
+ * the place before the window appears is what counts. So it is moved twice. */
+void show(ToolkitWindow* toolkitWindow) {
+    GtkWindow* const window = asGtk(toolkitWindow);
     const std::optional<WindowPlace> place = placementOf(window).place;
     if (place) {
         gtk_widget_realize(GTK_WIDGET(window));
-        moveTo(window, *place);
+        moveWindow(window, *place);
     }
     gtk_window_present(window);
     if (place) {
-        moveTo(window, *place);
+        moveWindow(window, *place);
     }
-}
-
-#else
-
-void reposition(ToolkitWindow*, WindowPositionMethod) {}
-
-void present(GtkWindow* window) {
-    gtk_window_present(window);
-}
-
-#endif
-
-void show(ToolkitWindow* window) {
-    present(asGtk(window));
 }
 
 void dispose(ToolkitWindow* window) {

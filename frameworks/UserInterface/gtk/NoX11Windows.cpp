@@ -1,0 +1,13 @@
+#include "X11Windows.h"
+
+bool canPlaceWindows(GdkDisplay*) {
+    return false;
+}
+
+ScreenArea mainScreen(GdkDisplay*) {
+    return {0, 0, 0, 0};
+}
+
+void moveWindow(GtkWindow*, const WindowPlace&) {}
+
+void surviveLossOf(GdkDisplay*) {}
