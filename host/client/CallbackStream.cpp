@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 
+#include "host/client/Deadline.h"
 #include "host/client/Wire.h"
 #include "host/client/protocol.h"
 
@@ -78,6 +79,7 @@ Error CallbackStream::open(uint16_t port, std::chrono::milliseconds limit, Liste
     if (!connected.ok()) return connected.error;
     const std::array<uint8_t, 1> registration{kModuleCallback};
     if (auto error = sendAll(connected.value.get(), registration, patience)) return error;
+    if (auto error = waitUntilTaken(connected.value.get(), port, patience)) return error;
 
     stop_.reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     signal_.reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
@@ -110,12 +112,13 @@ void CallbackStream::run(const Listener& listener) {
             finish(std::move(event.error));
             return;
         }
+        const int64_t arrival = wallClockMicroseconds();
         activity_.store(
             std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count(),
             std::memory_order_relaxed);
         if (listener) listener(event.value);
         const std::lock_guard lock(mutex_);
-        queue_.push_back(event.value);
+        queue_.push_back({event.value, arrival});
         raise(signal_.get());
     }
 }
@@ -194,11 +197,17 @@ Result<Event> CallbackStream::next(std::chrono::milliseconds limit, int interrup
 bool CallbackStream::tryNext(Event& event) {
     const std::lock_guard lock(mutex_);
     if (queue_.empty()) return false;
-    event = queue_.front();
+    event = queue_.front().event;
+    arrivalTime_ = queue_.front().time;
     queue_.pop_front();
     // An ended stream stays readable, so that everyone who waits learns of it.
     if (queue_.empty() && !hasEnded_) lower(signal_.get());
     return true;
+}
+
+int64_t CallbackStream::arrivalTime() const {
+    const std::lock_guard lock(mutex_);
+    return arrivalTime_;
 }
 
 Error CallbackStream::ending() const {

@@ -76,7 +76,8 @@ public:
     CallbackStream& operator=(const CallbackStream&) = delete;
     ~CallbackStream() { close(); }
 
-    /** Registers with the helper and starts the thread. The listener may be empty. */
+    /** Registers with the helper and starts the thread. The listener may be empty. Timeout: the helper does
+     * not serve the connection. */
     Error open(uint16_t port, std::chrono::milliseconds limit, Listener listener = {});
     /** Ends the thread; events that are already queued can still be taken. */
     void close();
@@ -86,6 +87,8 @@ public:
     Result<Event> next(std::chrono::milliseconds limit, int interruptFd = -1);
     /** True and the next event, if one is there. */
     bool tryNext(Event& event);
+    /** When the event that was taken last arrived, in microseconds of the wall clock. */
+    int64_t arrivalTime() const;
 
     /** Why the stream ended; no failure while it runs, and after close(). */
     Error ending() const;
@@ -104,7 +107,12 @@ private:
     std::atomic<int64_t> activity_{0};
 
     mutable std::mutex mutex_;  // guards what follows; nothing is called while it is held
-    std::deque<Event> queue_;
+    struct Arrived {
+        Event event;
+        int64_t time;
+    };
+    std::deque<Arrived> queue_;
+    int64_t arrivalTime_ = 0;
     bool hasEnded_ = true;
     Error ending_;
 };

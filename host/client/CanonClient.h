@@ -29,7 +29,9 @@ public:
     void setLimit(std::chrono::milliseconds limit) { limit_ = limit; }
     std::chrono::milliseconds limit() const { return limit_; }
 
-    /** Starts the camera library. Answers 0 always; whether it works shows in the camera list. */
+    /** Starts the camera library. Answers 0 always; whether it works shows in the camera list. A helper whose
+     * library was ended before answers at once, while the library is still starting: ask for the list again
+     * for a second. */
     Result<int32_t> initializeSDK();
     /** Ends the camera library for every host of this helper. */
     Result<int32_t> terminateSDK();

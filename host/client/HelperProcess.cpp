@@ -188,6 +188,7 @@ void HelperProcess::keepLine(const std::string& line) {
         const std::lock_guard lock(mutex_);
         lines_.push_back(line);
         if (lines_.size() > kKeptLines) lines_.pop_front();
+        changed_.notify_all();
         const auto at = line.find(kPortText);
         if (!hasPort_ && at != std::string::npos) {
             unsigned number = 0;
@@ -196,7 +197,6 @@ void HelperProcess::keepLine(const std::string& line) {
             if (parsed.ec == std::errc() && number > 0 && number <= 65535) {
                 port_ = static_cast<uint16_t>(number);
                 hasPort_ = true;
-                changed_.notify_all();
             }
         }
     }
@@ -228,6 +228,18 @@ Result<uint16_t> HelperProcess::waitForPort(milliseconds limit, int interruptFd)
                     0};
         }
     }
+}
+
+Error HelperProcess::waitForLog(std::string_view text, milliseconds limit) {
+    std::unique_lock lock(mutex_);
+    const auto isThere = [&] {
+        return std::any_of(lines_.rbegin(), lines_.rend(),
+                           [&](const auto& line) { return line.find(text) != std::string::npos; });
+    };
+    changed_.wait_for(lock, limit, [&] { return isThere() || isDrained_; });
+    if (isThere()) return {};
+    return failed(isDrained_ ? Failure::connectionLost : Failure::timeout,
+                  "the helper did not log '" + std::string(text) + "'");
 }
 
 std::string HelperProcess::describeEnd() {

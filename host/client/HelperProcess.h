@@ -49,6 +49,9 @@ public:
     /** Waits for the announced port. An early end of the helper is told with its last words. */
     Result<uint16_t> waitForPort(std::chrono::milliseconds limit, int interruptFd = -1);
 
+    /** Waits until a text has been logged; it is looked for in the newest lines and in those to come. */
+    Error waitForLog(std::string_view text, std::chrono::milliseconds limit);
+
     pid_t pid() const { return pid_; }
     bool running();
     /** As shells count: the exit status, or 128 + the signal. Empty while it runs, or when none was started.

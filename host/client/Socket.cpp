@@ -9,8 +9,14 @@
 #include <sys/un.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <sstream>
+#include <thread>
 
 namespace tarvo {
 namespace {
@@ -70,7 +76,48 @@ Result<Descriptor> connectTo(int family, const sockaddr* address, socklen_t leng
     return {{}, std::move(fd)};
 }
 
+/** What the other end of our connection has not read yet, in bytes; -1: it is not in the table. */
+int64_t unreadBytes(std::ifstream& table, const std::string& theirs, const std::string& ours) {
+    std::string line;
+    while (std::getline(table, line)) {
+        // "  0: 0100007F:D637 0100007F:C350 01 00000000:00000001 ...": number, local, remote, state,
+        // send:receive queue
+        std::istringstream fields(line);
+        std::string number, local, remote, state, queues;
+        fields >> number >> local >> remote >> state >> queues;
+        const auto colon = queues.find(':');
+        if (local != theirs || remote != ours || colon == std::string::npos) continue;
+        return static_cast<int64_t>(std::strtoul(queues.c_str() + colon + 1, nullptr, 16));
+    }
+    return -1;
+}
+
+/** As the table writes an address: the address in the machine's own order, the port as a number. */
+std::string tableAddress(uint32_t address, uint16_t port) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%08X:%04X", address, static_cast<unsigned>(port));
+    return text.data();
+}
+
 }  // namespace
+
+Error waitUntilTaken(int fd, uint16_t port, const Patience& patience) {
+    sockaddr_in self{};
+    socklen_t size = sizeof self;
+    if (::getsockname(fd, reinterpret_cast<sockaddr*>(&self), &size) != 0) return {};
+    const std::string theirs = tableAddress(self.sin_addr.s_addr, port);
+    const std::string ours = tableAddress(self.sin_addr.s_addr, ntohs(self.sin_port));
+    for (;;) {
+        std::ifstream table("/proc/net/tcp");
+        if (!table) return {};
+        // An end that is not in the table any more has been closed; the next read tells.
+        if (unreadBytes(table, theirs, ours) <= 0) return {};
+        if (Clock::now() >= endOf(patience)) {
+            return failed(Failure::timeout, "the helper does not take what was sent to it");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
 
 Result<Descriptor> connectLoopback(uint16_t port, const Patience& patience) {
     sockaddr_in address{};

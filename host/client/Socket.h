@@ -41,4 +41,8 @@ Error receiveAll(int fd, std::span<uint8_t> bytes, const Patience& patience);
 /** Receives what is there, at least one byte; 0 bytes mean that the peer has closed. */
 Result<size_t> receiveSome(int fd, std::span<uint8_t> bytes, const Patience& patience);
 
+/** Waits until the process at the other end of a connection to this machine's `port` has read everything that
+ * was sent, by looking into the kernel's table of sockets. Where there is no such table it does not wait. */
+Error waitUntilTaken(int fd, uint16_t port, const Patience& patience);
+
 }  // namespace tarvo

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <thread>
 
 #include "host/client/CameraList.h"
 #include "host/client/ErrorText.h"
@@ -22,6 +23,8 @@ constexpr auto kConnectLimit = 5s;
 constexpr auto kProbeLimit = 1s;
 constexpr auto kStartLimit = 20s;
 constexpr auto kEndLimit = 5s;
+constexpr auto kRestartLimit = 1s;
+constexpr auto kRestartPause = 20ms;
 constexpr size_t kLongestLabSocket = 107;
 
 bool hasText(const std::string& name, const std::string& wanted) {
@@ -101,7 +104,11 @@ int HelperAccess::startPrivate(const CommonOptions& options) {
     process_ = std::make_unique<HelperProcess>();
     if (auto error = process_->start(setup)) return report(error);
     const auto port = process_->waitForPort(kStartLimit, interrupt::fd());
-    if (!port.ok()) return report(port.error);
+    if (!port.ok()) {
+        const int status = report(port.error);
+        // The lab ends the helper with this status when it does not understand the scenario.
+        return isSimulated && process_->exitStatus() == kExitUsage ? kExitUsage : status;
+    }
     port_ = port.value;
     return kExitOk;
 }
@@ -155,6 +162,9 @@ int CameraAccess::connect(const CommonOptions& options, CallbackStream::Listener
     if (const int status = helper_.open(options); status != kExitOk) return status;
     // Events first: what the calls cause must find somebody who listens.
     if (auto error = events_.open(helper_.port(), kConnectLimit, std::move(listener))) return report(error);
+    if (auto* process = helper_.process()) {
+        if (auto error = process->waitForLog("setCallbackSocket(", kConnectLimit)) return report(error);
+    }
     // A call to a shared helper is let finish: nobody may close a session while another call still runs on
     // it. (Waits between calls are interrupted.) A private helper ends with the command anyway.
     connection_.setInterrupt(helper_.process() != nullptr ? interrupt::fd() : -1);
@@ -172,6 +182,13 @@ int CameraAccess::startLibrary() {
         if (!status.ok()) return report(status.error);
         didStartLibrary_ = true;
         list = client_.getCameraList();
+        // A helper whose library was started and ended before answers while the library is still starting
+        // again.
+        const auto end = Clock::now() + kRestartLimit;
+        while (helper_.process() == nullptr && list.ok() && list.value.empty() && Clock::now() < end) {
+            std::this_thread::sleep_for(kRestartPause);
+            list = client_.getCameraList();
+        }
     }
     if (!list.ok()) return report(list.error);
     list_ = list.value;

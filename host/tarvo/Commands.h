@@ -74,6 +74,7 @@ void addLive(CLI::App& app, Invocation& invocation);
 
 struct WatchOptions {
     bool isJson = false;
+    bool hidesProgress = false;
     bool opensSession = true;
     int count = 0;       // 0: any number of events
     double seconds = 0;  // 0: any time

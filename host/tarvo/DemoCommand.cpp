@@ -128,12 +128,12 @@ int Tour::shootPair() {
 }
 
 int Tour::shootSeries() {
-    announce("Three shots, a second and a half apart",
-             "shoot --path " + output_ + "/series/frame --count 3 --interval 1.5");
+    announce("Three shots, two seconds apart",
+             "shoot --path " + output_ + "/series/frame --count 3 --interval 2");
     ShootOptions series;
     series.path = output_ + "/series/frame";
     series.count = 3;
-    series.interval = 1.5;
+    series.interval = 2;
     series.isForced = true;
     return runShoot(common_, series);
 }
@@ -163,11 +163,12 @@ void Tour::turnDialsAndPress() const {
 
 int Tour::watchCamera() {
     announce("What the camera reports while somebody turns its dials and presses its shutter",
-             "watch --for 4 --save " + output_ + "/camera/frame");
+             "watch --for 3 --no-progress --save " + output_ + "/camera/frame");
     std::error_code ignored;
     fs::remove_all(output_ + "/camera", ignored);
     WatchOptions watch;
-    watch.seconds = 4;
+    watch.seconds = 3;
+    watch.hidesProgress = true;
     watch.save = output_ + "/camera/frame";
     std::thread photographer;
     watch.onReady = [&] { photographer = std::thread([this] { turnDialsAndPress(); }); };

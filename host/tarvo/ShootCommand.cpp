@@ -1,3 +1,4 @@
+#include <atomic>
 #include <filesystem>
 
 #include "host/client/Deadline.h"
@@ -26,10 +27,12 @@ std::chrono::milliseconds inMilliseconds(double seconds) {
 /** A series of shots under way. */
 class Series {
 public:
-    Series(CameraAccess& access, FrameFiles& files, const ShootOptions& options)
+    /** `number` tells other threads which frame is under way. */
+    Series(CameraAccess& access, FrameFiles& files, const ShootOptions& options, std::atomic<int>& number)
         : access_(access),
           files_(files),
           options_(options),
+          number_(number),
           taker_(access.client(), access.events(),
                  [this](const auto& download) { return onDownload(download); }) {
         taker_.setInterrupt(interrupt::fd());
@@ -46,8 +49,8 @@ private:
     CameraAccess& access_;
     FrameFiles& files_;
     const ShootOptions& options_;
+    std::atomic<int>& number_;  // of the frame whose files arrive
     ShotTaker taker_;
-    int number_ = 0;      // of the frame whose files arrive
     int fileStatus_ = 0;  // of what the disk had to say
 };
 
@@ -177,18 +180,19 @@ int runShoot(const CommonOptions& common, const ShootOptions& options) {
         return kExitFiles;
     }
 
-    CameraAccess access;
-    const auto onEvent = [](const Event& event) {
+    std::atomic<int> number{first};
+    const auto onEvent = [&files, &number](const Event& event) {
         if (const auto* progress = std::get_if<ProgressEvent>(&event)) {
-            console::showProgress("transfer", progress->percent);
+            console::showProgress(files.nameOf(number), progress->percent);
         }
     };
+    CameraAccess access;  // its events end before what they use
     if (const int status = access.connect(common, onEvent); status != kExitOk) return status;
     if (const int status = access.openSession(); status != kExitOk) return status;
     if (!options.quality.empty()) {
         if (const int status = setQuality(access, options.quality); status != kExitOk) return status;
     }
-    const int status = Series(access, files, options).run(first, moment);
+    const int status = Series(access, files, options, number).run(first, moment);
     console::endProgress();
     return status;
 }

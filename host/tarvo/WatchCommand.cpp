@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "host/client/Deadline.h"
 #include "host/client/ErrorText.h"
 #include "host/client/protocol.h"
 #include "host/tarvo/CameraAccess.h"
@@ -148,11 +147,12 @@ private:
     int missing_ = 0;  // files of the frame that have not been offered yet
 };
 
-void printEvent(CameraAccess& access, const Event& event, bool isJson) {
-    const int64_t now = wallClockMicroseconds();
-    if (isJson) {
+void printEvent(CameraAccess& access, const Event& event, const WatchOptions& options) {
+    const int64_t time = access.events().arrivalTime();
+    if (options.hidesProgress && std::holds_alternative<ProgressEvent>(event)) return;
+    if (options.isJson) {
         auto line = std::visit(JsonWriter{}, event);
-        line["time"] = now;
+        line["time"] = time;
         say("{}", line.dump());
         return;
     }
@@ -163,7 +163,7 @@ void printEvent(CameraAccess& access, const Event& event, bool isJson) {
         const auto value = access.client().getSetting(access.handle(), property->property);
         if (value.ok()) writer.value = valueText(property->property, value.value);
     }
-    say("{}  {}", timeOfDay(now), std::visit(writer, event));
+    say("{}  {}", timeOfDay(time), std::visit(writer, event));
 }
 
 int watchEvents(CameraAccess& access, const WatchOptions& options, Collector* collector) {
@@ -186,7 +186,7 @@ int watchEvents(CameraAccess& access, const WatchOptions& options, Collector* co
             return kExitTimeout;
         }
         if (!event.ok()) return report(event.error);
-        printEvent(access, event.value, options.isJson);
+        printEvent(access, event.value, options);
         const auto* object = std::get_if<ObjectEvent>(&event.value);
         const bool isOffer = object != nullptr && object->event == kObjectEventRequestTransfer &&
                              object->handle == access.handle() && object->object != 0;
@@ -226,6 +226,7 @@ void addWatch(CLI::App& app, Invocation& invocation) {
     auto* command = app.add_subcommand("watch", "Show what the camera reports, one event a line");
     auto options = std::make_shared<WatchOptions>();
     command->add_flag("--json", options->isJson, "One JSON object a line, with all numbers");
+    command->add_flag("--no-progress", options->hidesProgress, "Leave the progress of transfers out");
     command->add_option("--count", options->count, "End after so many events; 0: never")
         ->check(CLI::Range(0, 1'000'000'000))
         ->capture_default_str();

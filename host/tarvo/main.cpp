@@ -88,7 +88,9 @@ int main(int argc, char** argv) {
             tarvo::complain("signals cannot be handled here");
             return tarvo::kExitFailed;
         }
-        return tarvo::runCommandLine(argc, argv);
+        const int status = tarvo::runCommandLine(argc, argv);
+        tarvo::console::endProgress();  // a late report may have begun a line
+        return status;
     } catch (const std::exception& problem) {
         tarvo::complain("stopped by an unexpected error: {}", problem.what());
         return tarvo::kExitFailed;

@@ -116,6 +116,25 @@ TEST(CallbackStream, EndsWhereverTheHelperGoesAway) {
     }
 }
 
+TEST(CallbackStream, IsNotOpenBeforeTheHelperHasTakenItsRegistration) {
+    std::atomic<bool> isTaken{false};
+    fake::FakeHelper helper([&](fake::Peer& peer) {
+        std::this_thread::sleep_for(100ms);  // a busy machine
+        isTaken = true;
+        peer.read(1);
+        peer.waitForClose();
+    });
+    CallbackStream stream;
+    ASSERT_FALSE(stream.open(helper.port(), kPatient));
+    EXPECT_TRUE(isTaken);
+
+    std::promise<void> end;
+    fake::FakeHelper deaf([&](fake::Peer&) { end.get_future().wait(); });
+    CallbackStream unheard;
+    EXPECT_EQ(unheard.open(deaf.port(), 50ms).failure, Failure::timeout);
+    end.set_value();
+}
+
 TEST(CallbackStream, WaitsNoLongerThanAsked) {
     fake::FakeHelper helper(sender({}));
     CallbackStream stream;

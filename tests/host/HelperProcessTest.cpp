@@ -103,6 +103,16 @@ TEST(HelperProcess, DrainsBothStreamsWhateverComes) {
     EXPECT_EQ(others, 1);
 }
 
+TEST(HelperProcess, WaitsForALineOfItsLog) {
+    const fake::TempFolder folder;
+    HelperProcess helper;
+    ASSERT_FALSE(
+        helper.start(setupOf(folder.script("helper", "echo early\nsleep 0.1\necho 'x: late one' >&2\n"))));
+    EXPECT_FALSE(helper.waitForLog("late", kPatient));
+    EXPECT_FALSE(helper.waitForLog("early", kPatient)) << "what was logged before counts too";
+    EXPECT_EQ(helper.waitForLog("never", kPatient).failure, Failure::connectionLost) << "it has ended";
+}
+
 TEST(HelperProcess, PassesTheEnvironmentOn) {
     const fake::TempFolder folder;
     auto setup =
