@@ -1,0 +1,67 @@
+"""Prints the figures of a benchmark run as a Markdown table: what, measured, baseline, ratio, target.
+
+Usage: report.py RESULTS.json     (Google Benchmark's JSON with aggregates; medians are taken)
+"""
+import json
+import sys
+
+
+def load(path):
+    with open(path, encoding="utf-8") as file:
+        rows = json.load(file)["benchmarks"]
+    figures = {}
+    for row in rows:
+        if row.get("aggregate_name") == "median":
+            name = row["run_name"].split("/")[0].removeprefix("BM_")
+            figures[name] = row
+    return figures
+
+
+def in_us(row):
+    return row["real_time"] * {"ns": 1e-3, "us": 1, "ms": 1e3, "s": 1e6}[row["time_unit"]]
+
+
+def time_text(us):
+    return f"{us:.1f} µs" if us < 1000 else f"{us / 1000:.2f} ms"
+
+
+def ratio_row(figures, name, what, target):
+    measured, baseline = in_us(figures[name]), in_us(figures[name + "_baseline"])
+    return what, time_text(measured), time_text(baseline), f"{measured / baseline:.2f}", target
+
+
+def rows(figures):
+    yield ratio_row(figures, "round_trip", "Round trip of the shortest call, against an echo", "≤ 1.5")
+    yield ratio_row(figures, "byte_array_1MB", "Byte array of 1 MB, against raw sends", "≤ 1.3")
+    yield ratio_row(figures, "int_array_8MB", "Int array of 8 MB, against raw sends", "≤ 1.3")
+    yield ratio_row(figures, "download_25MB", "Download of 25 MB, against writing a file", "≤ 1.25")
+    frames = 1e6 / in_us(figures["live_view"])
+    yield "Live view, frames a second", f"{frames:.1f}", "100 (the prescribed pause)", f"{frames / 100:.2f}", "≥ 90"
+    for name, what, target in (
+        ("deadline_idle", "Deadline to shutter command, idle", "median ≤ 100 µs"),
+        ("deadline_both_cores_busy", "Deadline to shutter command, both cores busy", "reported"),
+    ):
+        row = figures[name]
+        yield what, f"median {row['p50_us']:.0f} µs, p99 {row['p99_us']:.0f} µs, max {row['max_us']:.0f} µs", "", "", target
+    yield "Start to the port's line, hardware set", time_text(in_us(figures["start_to_port_hardware_set"])), "", "", "≤ 50 ms"
+    yield "Start to the port's line, simulated set", time_text(in_us(figures["start_to_port_simulated_set"])), "", "", "≤ 50 ms"
+    yield "Wake-ups in 10 s idle", f"{figures['idle_wakeups_in_10_s']['wakeups']:.0f}", "", "", "0"
+    for name in ("hardware", "simulated"):
+        row = figures[f"memory_{name}_set"]
+        measured = f"{row['idle_KiB'] / 1024:.1f} MiB idle, {row['with_100_connections_KiB'] / 1024:.1f} MiB with 100 connections"
+        yield f"Resident memory, {name} set", measured, "", "", "reported"
+    callback, baseline = figures["callback"], figures["callback_baseline"]
+    rate, base = callback["items_per_second"], baseline["items_per_second"]
+    what = f"Callback messages a second, four senders ({callback['mixed']:.0f} mixed)"
+    yield what, f"{rate:,.0f}", f"{base:,.0f}", f"{base / rate:.2f}", "none mixed"
+
+
+def main():
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    print("| what | measured | baseline | ratio | target |\n|---|---|---|---|---|")
+    for row in rows(load(sys.argv[1])):
+        print("| " + " | ".join(row) + " |")
+
+
+main()

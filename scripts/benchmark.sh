@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Builds and runs all benchmarks and prints each figure beside its target.
+# Usage: scripts/benchmark.sh     Leave the machine alone meanwhile; it takes about two minutes.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh test
+cmake --preset release -DTARVO_BENCHMARKS=ON >/dev/null
+cmake --build build/release -j "$(nproc)" --target tarvo_benchmarks >/dev/null
+results=build/release/benchmarks.json
+TARVO_HELPER=$PWD/build/release/bin/TarvoRemote build/release/benchmarks/tarvo_benchmarks \
+  --benchmark_repetitions=3 --benchmark_report_aggregates_only=true \
+  --benchmark_out="$results" --benchmark_out_format=json >/dev/null
+python3 benchmarks/report.py "$results"
