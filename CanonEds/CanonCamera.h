@@ -3,7 +3,8 @@
  * Thread: connection tasks and the worker thread use it side by side. Single values are atomic and nothing
  *         orders them against each other; the two values of several bytes have a lock each, which is held for
  *         a copy only.
- * Owns:   the frame buffer. The camera reference is given back at close.
+ * Owns:   the frame buffer. The camera reference is given back at close, when the last call that uses it
+ * ends.
  */
 #pragma once
 
@@ -27,8 +28,14 @@ struct ZoomPosition {
 };
 
 struct CanonCamera {
+    CanonCamera() = default;
+    ~CanonCamera();
+    CanonCamera(const CanonCamera&) = delete;
+    CanonCamera& operator=(const CanonCamera&) = delete;
+
     EdsCameraRef camera = nullptr;
     int32_t cameraReference = 0;                // the int that stands for it on the wire
+    std::atomic<bool> ownsCamera = false;       // closed: the reference is given back with the record
     std::atomic<jobject> hostObject = nullptr;  // kept for the host's sake, never used or deleted
 
     std::mutex frameLock;                 // guards the three below

@@ -81,6 +81,10 @@ void prepareCamera(CanonCamera& session) {
 
 }  // namespace
 
+CanonCamera::~CanonCamera() {
+    if (ownsCamera) EdsRelease(camera);
+}
+
 jintArray Mac_GetCameraList(JNIEnv* env) {
     if (!isLibraryInitialised()) return nullptr;
     EdsCameraListRef list = nullptr;
@@ -131,7 +135,8 @@ jint Mac_CloseSession(JNIEnv*, jobject, jint handle) {
     if (!session->legacy) {
         result = EdsCloseSession(session->camera);
         handles::release(Kind::CanonCamera, session->cameraReference);
-        EdsRelease(session->camera);
+        // Released with the record: another connection's call may still be using it.
+        session->ownsCamera = true;
     }
     session->hostObject = nullptr;
     return static_cast<jint>(result);
