@@ -154,20 +154,25 @@ TEST_F(Tasks, run_a_thousand_at_once_and_leave_nothing_behind) {
     EXPECT_EQ(descriptorsBefore, descriptorCount());
 }
 
+OSStatus lookIntoTheQueue(void* ended) {
+    EventRef event = nullptr;
+    ReceiveNextEvent(0, nullptr, kEventDurationNoWait, true, &event);
+    ++*static_cast<std::atomic<int>*>(ended);
+    return noErr;
+}
+
 TEST_F(Tasks, take_their_event_queue_with_them) {
     std::atomic<int> ended = 0;
+    const auto runTasks = [&](int count) {
+        ended = 0;
+        for (int i = 0; i < count; ++i) {
+            ASSERT_EQ(noErr, start(lookIntoTheQueue, &ended));
+        }
+        ASSERT_TRUE(eventually([&] { return ended == count && threadCount() == threadsBefore_; }));
+    };
+    runTasks(1);  // what the first queue of a process opens stays open for all
     const long descriptorsBefore = descriptorCount();
-    for (int i = 0; i < 100; ++i) {
-        ASSERT_EQ(noErr, start(
-                             [](void* parameter) -> OSStatus {
-                                 EventRef event = nullptr;
-                                 ReceiveNextEvent(0, nullptr, kEventDurationNoWait, true, &event);
-                                 ++*static_cast<std::atomic<int>*>(parameter);
-                                 return noErr;
-                             },
-                             &ended));
-    }
-    ASSERT_TRUE(eventually([&] { return ended == 100 && threadCount() == threadsBefore_; }));
+    runTasks(100);
     EXPECT_EQ(descriptorsBefore, descriptorCount());
 }
 
