@@ -61,23 +61,38 @@ void dispatch(int socket, uint8_t id) {
     }
 }
 
-uint16_t bindFirstFreePort(int listener) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = inet_addr("127.0.0.1");
-    for (uint16_t port = kFirstPort; port <= kLastPort; ++port) {
-        address.sin_port = htons(port);
-        if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return port;
-    }
-    error("ERROR on binding");
-}
-
 int openListener() {
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (listener < 0) error("ERROR opening socket");
     const int on = 1;
     setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     return listener;
+}
+
+/** Of helpers that start at the same moment several may bind one port, since the option for addresses in use
+ * lets them; only one can listen there. To the others the port is taken as well. */
+bool listenOn(int listener, uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = inet_addr("127.0.0.1");
+    address.sin_port = htons(port);
+    return bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+           listen(listener, kBacklog) == 0;
+}
+
+struct Listener {
+    int socket;
+    uint16_t port;
+};
+
+Listener listenOnFirstFreePort() {
+    for (uint16_t port = kFirstPort;; ++port) {
+        // A fresh one each time: once bound, a socket keeps its port.
+        const int listener = openListener();
+        if (listenOn(listener, port)) return {listener, port};
+        if (port == kLastPort) error("ERROR on binding");
+        close(listener);
+    }
 }
 
 /** Slows the accept loop down while the machine has nothing left to give: a pending connection makes accept
@@ -195,13 +210,11 @@ OSStatus StartServer(void*) {
     rdebug(MODULE_CORE, "%s", kRule);
     rdebug(MODULE_CORE, "  Tarvo Helper \n");
     rdebug(MODULE_CORE, "%s", kRule);
-    const int listener = openListener();
-    const uint16_t port = bindFirstFreePort(listener);
-    listen(listener, kBacklog);
+    const Listener listener = listenOnFirstFreePort();
     initTarvoRemote();
     rdebug(MODULE_CORE, "Starting server\n");
-    rdebug(MODULE_CORE, "PORT=%d\n", port);
-    acceptForever(listener);
+    rdebug(MODULE_CORE, "PORT=%d\n", listener.port);
+    acceptForever(listener.socket);
 }
 
 OSStatus ServerTaskThread(void* parameter) {

@@ -32,6 +32,8 @@ TEST_F(CanonLibrary, starts_on_a_thread_of_its_own_where_events_arrive_and_ends_
     expectEvents();
     EXPECT_EQ(canon().closeSession(handle), 0);
     EXPECT_EQ(canon().terminateSdk(), 0);
+    // The answer comes when the thread has left its queue; the library's end follows on that thread.
+    lab().waitForCalls("EdsTerminateSDK");
     const std::vector<Json> started = lab().calls("EdsInitializeSDK");
     const std::vector<Json> ended = lab().calls("EdsTerminateSDK");
     ASSERT_EQ(started.size(), 1u);
@@ -79,6 +81,7 @@ TEST_F(CanonLibrary, ended_twice_is_terminated_twice_and_tells_the_library_s_ans
     start();
     canon().initializeSdk();
     EXPECT_EQ(canon().terminateSdk(), 0);
+    lab().waitForCalls("EdsTerminateSDK");
     const int32_t second = canon().terminateSdk();
     helper().waitForOut("CanonEds: TerminateSDK 0x1\n");
     const std::vector<Json> ended = lab().calls("EdsTerminateSDK");
@@ -100,11 +103,26 @@ TEST_F(CanonLibrary, starts_again_after_its_end) {
         EXPECT_FALSE(readFile(path + ".jpg").empty());
         EXPECT_EQ(canon().closeSession(handle), 0);
         EXPECT_EQ(canon().terminateSdk(), 0);
+        lab().waitForCalls("EdsTerminateSDK", static_cast<size_t>(round) + 1);
         // The flag stays set: the list is asked of the library, which has none.
         EXPECT_TRUE(canon().cameraList().empty());
     }
     EXPECT_EQ(lab().calls("EdsInitializeSDK").size(), 3u);
     EXPECT_EQ(lab().calls("EdsTerminateSDK").size(), 3u);
+}
+
+TEST_F(CanonLibrary, started_again_at_once_is_not_ended_by_the_thread_before) {
+    start();
+    canon().initializeSdk();
+    for (int round = 0; round < 10; ++round) {
+        SCOPED_TRACE(round);
+        EXPECT_EQ(canon().terminateSdk(), 0);
+        EXPECT_EQ(canon().initializeSdk(), 0);
+        // The second start is answered at once; the library follows.
+        ASSERT_TRUE(eventually([&] { return !canon().cameraList().empty(); }));
+        lab().waitForCalls("EdsTerminateSDK", static_cast<size_t>(round) + 1);
+        ASSERT_FALSE(canon().cameraList().empty()) << "ended by the thread that should have been gone";
+    }
 }
 
 TEST_F(CanonLibrary, started_twice_answers_both_times_and_goes_on) {

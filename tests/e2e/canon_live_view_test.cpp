@@ -289,7 +289,8 @@ TEST_P(CanonZoomPosition, is_written_in_pixels_a_tenth_up_and_left) {
     lab().clearTrace();
     canon().setLiveViewZoomPosition(handle, GetParam().x, GetParam().y);
     std::string expected;
-    for (const uint8_t byte : Message().int32(GetParam().pixelX).int32(GetParam().pixelY).bytes()) {
+    const Bytes pixels = Message().int32(GetParam().pixelX).int32(GetParam().pixelY);
+    for (const uint8_t byte : pixels) {
         expected += hex({byte});
     }
     EXPECT_EQ(writes(), (Writes{{kEvfZoomPosition, expected}}));

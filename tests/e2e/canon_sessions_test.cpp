@@ -357,7 +357,8 @@ TEST_F(CanonSessions, know_every_model_s_size_and_shutter) {
     canon().initializeSdk();
     for (const Model& model : kModels) {
         SCOPED_TRACE(model.name);
-        lab().attach(canonCamera("body", model.name));
+        const std::string id = "body-" + std::to_string(&model - kModels.data());
+        lab().attach(canonCamera(id, model.name));
         const std::vector<int32_t> list = canon().cameraList();
         ASSERT_EQ(list.size(), 1u);
         const size_t from = helper().out().size();
@@ -373,7 +374,7 @@ TEST_F(CanonSessions, know_every_model_s_size_and_shutter) {
         ASSERT_EQ(commands.size(), model.byButton ? 2u : 1u);
         EXPECT_EQ(argument(commands[0], "command"), model.byButton ? 4 : 0);
         EXPECT_EQ(canon().closeSession(handle), 0);
-        lab().detach("body");
+        lab().detach(id);
         ASSERT_TRUE(canon().cameraList().empty());
     }
 }

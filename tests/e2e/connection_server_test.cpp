@@ -245,7 +245,8 @@ TEST_F(ConnectionServer, shuts_down_whatever_the_second_byte_is) {
     RawClient client = connection();
     client.send(Message().byte(66).byte(255));
     EXPECT_EQ(helper().waitForExit(), 0);
-    helper().waitForErr("TarvoRemote: Connection opened\nTarvoRemote: Receive SHUTDOWN\n");
+    helper().waitForErr("Connection opened\n");
+    helper().waitForErr("Receive SHUTDOWN\n");
 }
 
 TEST_F(ConnectionServer, shuts_down_when_the_host_closes_instead_of_the_second_byte) {
@@ -259,11 +260,10 @@ TEST_F(ConnectionServer, shuts_down_when_the_host_closes_instead_of_the_second_b
 
 TEST_F(ConnectionServer, shuts_down_in_the_middle_of_a_call_and_with_a_session_open) {
     const int32_t handle = startSession();
-    lab().clearTrace();
     lab().delay("EdsGetPropertySize", std::chrono::seconds(20));
     canon().send(16, Message().int32(handle).int32(kIso));
+    // From here on the call runs, and the camera takes its time.
     canon().expectHeader(16);
-    lab().waitForCalls("EdsGetPropertySize");
     RawClient client = connection();
     client.send(Message().byte(66).byte(0));
     EXPECT_EQ(helper().waitForExit(), 0);

@@ -14,6 +14,7 @@
 
 #include <fstream>
 #include <list>
+#include <set>
 
 #include "tests/e2e/support/canon_fixture.h"
 
@@ -105,6 +106,27 @@ TEST_F(Ports, are_taken_by_each_of_several_helpers) {
     EXPECT_NE(one.port(), 0);
     EXPECT_LT(one.port(), two.port());
     EXPECT_LT(two.port(), three.port());
+}
+
+TEST_F(Ports, are_not_shared_by_helpers_that_start_at_the_same_moment) {
+    HelperOptions options;
+    options.waitForPort = false;
+    for (int round = 0; round < 5; ++round) {
+        std::list<HelperProcess> helpers;
+        for (int i = 0; i < 6; ++i) {
+            helpers.emplace_back(options);
+        }
+        std::set<int> ports;
+        for (HelperProcess& helper : helpers) {
+            helper.awaitPort();
+            ports.insert(helper.port());
+            // Its own: what is said to this port is heard by this helper.
+            RawClient client(helper.port());
+            client.send({77});
+            EXPECT_TRUE(helper.waitForErr("Unknown module 77\n"));
+        }
+        EXPECT_EQ(ports.size(), helpers.size());
+    }
 }
 
 TEST_F(Ports, are_free_for_the_next_helper_at_once) {

@@ -82,7 +82,11 @@ std::string simulatedSetPath() {
 
 HelperProcess::HelperProcess(const HelperOptions& options) {
     start(options);
-    if (pid_ < 0 || !options.waitForPort) return;
+    if (options.waitForPort) awaitPort();
+}
+
+void HelperProcess::awaitPort() {
+    if (pid_ < 0) return;
     static constexpr std::string_view kAnnouncement = "TarvoRemote: PORT=";
     if (!err_.waitFor(kAnnouncement) || !err_.waitFor("\n", 1, err_.text().find(kAnnouncement))) {
         ADD_FAILURE() << "the helper announced no port; it said:\n" << err_.text();

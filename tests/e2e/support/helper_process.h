@@ -35,7 +35,7 @@ struct HelperOptions {
     /** Limits of the process, soft and hard. */
     std::map<__rlimit_resource_t, rlim_t> limits;
     std::map<std::string, std::string> environment;
-    /** False for a helper that is expected to give up before it listens. */
+    /** False for a helper that is expected to give up before it listens, or that is awaited later. */
     bool waitForPort = true;
 };
 
@@ -47,6 +47,8 @@ public:
     HelperProcess(const HelperProcess&) = delete;
     HelperProcess& operator=(const HelperProcess&) = delete;
 
+    /** Until it has announced its port; a failure when it does not. */
+    void awaitPort();
     /** 0 when it never came to listen. */
     int port() const { return port_; }
     pid_t pid() const { return pid_; }

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace e2e {
@@ -32,8 +33,9 @@ public:
     Message& raw(const Bytes& value);
     Message& raw(std::string_view value);
 
-    const Bytes& bytes() const { return bytes_; }
-    operator const Bytes&() const { return bytes_; }
+    /** A copy: messages are often temporaries. */
+    Bytes bytes() const { return bytes_; }
+    operator Bytes() const { return bytes_; }
 
 private:
     Bytes bytes_;
