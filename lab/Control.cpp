@@ -40,7 +40,7 @@ std::string attachNew(Fields& command, const Json& json) {
     const DeviceRef device = parseDevice(json, "device", presentContext(), command.report());
     if (std::string problem = finished(command); !problem.empty()) return problem;
     if (World::instance().add(device)) return {};
-    return "device.id: another device is called \"" + device->id() + "\" already";
+    return "device.id: a device called \"" + device->id() + "\" is attached already";
 }
 
 std::string attach(Fields& command, JsonText& /*answer*/) {

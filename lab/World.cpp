@@ -42,7 +42,12 @@ DeviceRef World::find(std::string_view id) const {
 
 bool World::add(DeviceRef device) {
     const std::lock_guard guard(mutex_);
-    if (findIn(setup_.devices, device->id())) return false;
+    for (DeviceRef& known : setup_.devices) {
+        if (known->id() != device->id()) continue;
+        if (known->isAttached()) return false;
+        known = std::move(device);
+        return true;
+    }
     setup_.devices.push_back(std::move(device));
     return true;
 }

@@ -1,6 +1,6 @@
 /* World.h: all devices of the lab, and the dialog's answer.
  *
- * Thread: any. The world's lock is held for looking devices up only, never while one of them is at work.
+ * Thread: any. The world's lock is taken before a device's own, and held for looking devices up only.
  * Owns:   its devices; whoever got a DeviceRef keeps the device alive, also after it has left the world.
  */
 #pragma once
@@ -44,7 +44,7 @@ public:
     /** In the order of the scenario, newcomers last. */
     std::vector<DeviceRef> devices() const;
     DeviceRef find(std::string_view id) const;
-    /** False when the id is taken. */
+    /** Takes the place of a device that was pulled and has the same id; false when that one is attached. */
     bool add(DeviceRef device);
 
     std::string folder() const;

@@ -45,7 +45,7 @@ TEST_F(Control, refuses_lines_that_are_no_commands) {
         {R"({"cmd":"attach"})", "id: is missing"},
         {R"({"cmd":"attach","id":"canon-1"})", "canon-1 is attached already"},
         {R"({"cmd":"attach","device":{"id":"canon-1","family":"canon"}})",
-         "device.id: another device is called \"canon-1\" already"},
+         "device.id: a device called \"canon-1\" is attached already"},
         {R"({"cmd":"attach","device":{"id":"x","family":"canon","firm":1}})", "device.firm: no such field"},
         {R"({"cmd":"attach","device":5})", "device: expected an object, found 5"},
         {R"({"cmd":"press","id":"nikon-1"})", "devices of family nikon do not know press yet"},
@@ -92,6 +92,14 @@ TEST_F(Control, attaches_newcomers_behind_the_others) {
     EXPECT_EQ(ids(), (std::vector<std::string>{"canon-1", "nikon-1", "canon-2"}));
     EXPECT_EQ(deviceState("canon-2")["model"], "Canon EOS 6D");
     EXPECT_EQ(deviceState("canon-2")["attached"], true);
+}
+
+TEST_F(Control, describes_a_pulled_device_anew) {
+    must({{"cmd", "detach"}, {"id", "canon-1"}});
+    must({{"cmd", "attach"}, {"device", {{"id", "canon-1"}, {"family", "canon"}, {"model", "Other"}}}});
+    EXPECT_EQ(ids(), (std::vector<std::string>{"canon-1", "nikon-1"}));
+    EXPECT_EQ(deviceState("canon-1")["model"], "Other");
+    EXPECT_EQ(deviceState("canon-1")["attached"], true);
 }
 
 TEST_F(Control, detaches_and_attaches_devices_of_every_family) {

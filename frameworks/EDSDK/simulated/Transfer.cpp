@@ -16,12 +16,12 @@ constexpr EdsUInt32 kAll = 100;
 
 /** How many bytes go in one step. */
 uint64_t stepBytes(uint64_t size, uint64_t bytesPerSecond) {
-    constexpr uint64_t kSmallest = 65536;
     constexpr uint64_t kLargest = 1048576;
     constexpr uint64_t kStepsPerSecond = 50;  // an unplugged cable is felt in the middle of a second
-    constexpr uint64_t kSteps = 20;
-    if (bytesPerSecond > 0) return std::clamp<uint64_t>(bytesPerSecond / kStepsPerSecond, 1, kLargest);
-    return std::clamp(size / kSteps, kSmallest, kLargest);
+    constexpr uint64_t kSteps = 10;
+    const uint64_t step =
+        bytesPerSecond > 0 ? bytesPerSecond / kStepsPerSecond : (size + kSteps - 1) / kSteps;
+    return std::clamp<uint64_t>(step, 1, kLargest);
 }
 
 /** One transfer, from the camera's permission to its end. */
@@ -58,12 +58,12 @@ private:
         const uint64_t step = stepBytes(size, rate);
         const Clock::time_point began = Clock::now();
         for (uint64_t done = 0; done < size;) {
-            if (!reporter_.reached(done, size)) return EDS_ERR_OPERATION_CANCELLED;
             const uint64_t count = std::min(step, size - done);
             EdsError error = arrive(began, done + count, rate);
             if (error == kOk) error = stream_.append(*content, from + done, count);
             if (error != kOk) return error;
             done += count;
+            if (!reporter_.reached(done, size)) return EDS_ERR_OPERATION_CANCELLED;
         }
         return stream_.settle();
     }
@@ -89,12 +89,17 @@ private:
 }  // namespace
 
 bool Reporter::reached(uint64_t done, uint64_t total) {
-    constexpr EdsUInt32 kBetweenReports = 5;  // percent
-    if (progress_.option != kEdsProgressOption_Periodically) return true;
+    constexpr EdsUInt32 kBetweenReports = 10;  // percent
+    constexpr std::chrono::milliseconds kMostSilence{100};
+    if (progress_.option != kEdsProgressOption_Periodically || done >= total) return true;
     const auto percent =
         static_cast<EdsUInt32>(static_cast<double>(done) * kAll / static_cast<double>(total));
-    if (last_ != kNotYet && percent < last_ + kBetweenReports) return true;
-    return tell(std::min(percent, kAll - 1));
+    const Clock::time_point now = Clock::now();
+    const bool isDue =
+        percent >= last_ + kBetweenReports || (percent > last_ && now - lastAt_ >= kMostSilence);
+    if (!isDue) return true;
+    lastAt_ = now;
+    return tell(percent);
 }
 
 void Reporter::finished() {

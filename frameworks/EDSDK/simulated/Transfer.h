@@ -8,6 +8,8 @@
  */
 #pragma once
 
+#include <chrono>
+
 #include "EDSDK.h"
 #include "frameworks/EDSDK/simulated/Objects.h"
 #include "frameworks/EDSDK/simulated/Streams.h"
@@ -22,7 +24,8 @@ class Reporter {
 public:
     explicit Reporter(const Progress& progress) : progress_(progress) {}
 
-    /** Tells the percentage when it is time to; false when the transfer is called off. */
+    /** Tells the percentage when it is time to: every tenth of the way, more often when it goes slowly. False
+     *  when the transfer is called off. */
     bool reached(uint64_t done, uint64_t total);
     /** The last word: all of it. */
     void finished();
@@ -30,10 +33,9 @@ public:
 private:
     bool tell(EdsUInt32 percent);
 
-    static constexpr EdsUInt32 kNotYet = 0xFFFFFFFF;
-
     const Progress progress_;
-    EdsUInt32 last_ = kNotYet;
+    EdsUInt32 last_ = 0;
+    std::chrono::steady_clock::time_point lastAt_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace sim
