@@ -90,6 +90,8 @@ void Matrix::run() {
         for (const Mode mode : {Mode::fails, Mode::late, Mode::vanishes}) {
             if (mode == Mode::vanishes && (row_.cameras.empty() || row_.isUnplugged)) continue;
             runCase({mode, i, occurrence, &row_.calls[i]});
+            // What is wrong once is mostly wrong in all cases, and costs each of them its patience.
+            if (::testing::Test::HasFailure()) return;
         }
     }
 }
@@ -362,7 +364,11 @@ void Matrix::judgeNextCall(const Case& c) {
     const bool isOpen = c.mode != Mode::vanishes && stage_->session != 0 && stage_->hasSession();
     const int32_t expected =
         isOpen ? static_cast<int32_t>(e2e::number(stage_->lab().get(stage_->cameraId, kAv))) : 0;
+    stage_->lab().clearTrace();
     EXPECT_EQ(stage_->canon().getSetting(stage_->session, kAv), expected);
+    if (c.mode == Mode::vanishes && learnsOfShutdown(c)) {
+        EXPECT_EQ(labelsOf(trace().calls), Labels{}) << "the session has ended";
+    }
     EXPECT_EQ(other.getSetting(stage_->session, kAv), expected);
 }
 
