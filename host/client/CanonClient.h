@@ -40,7 +40,8 @@ public:
      * or the library has not been started. */
     Result<std::vector<int32_t>> getCameraList();
     Result<std::string> getCameraName(int32_t reference);
-    /** 0: refused, 130: the reference was 0. Anything else is the handle. */
+    /** 0: refused, 130: the reference was 0. Anything else is the handle. One session a camera: a second
+     * attempt is refused, and all the same takes the camera's events away from the first. */
     Result<int32_t> openSession(int32_t reference);
     Result<int32_t> closeSession(int32_t handle);
     Result<std::string> getFirmwareVersion(int32_t handle);

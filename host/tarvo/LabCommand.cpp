@@ -91,8 +91,8 @@ int runTrace(const CommonOptions& common, bool clears, bool isJson) {
             continue;
         }
         say("{:>5} {:>10.3f} ms  {:<10} {:<32} {:<10} {}", plain(entry.value("seq", json())),
-            (entry.value("us", 0.0) - first) / 1000, plain(entry.value("device", json("-"))),
-            plain(entry.value("call", json("?"))), plain(entry.value("result", json("-"))),
+            (entry.value("us", 0.0) - first) / 1000, plain(entry.value("device", json())),
+            plain(entry.value("call", json())), plain(entry.value("result", json())),
             argumentsText(entry.value("args", json())));
     }
     return kExitOk;
