@@ -181,7 +181,7 @@ int Idle::finish() {
 }
 
 void Idle::kill(int signal) const {
-    ::kill(pid_, signal);
+    if (pid_ > 0) ::kill(pid_, signal);
 }
 
 SocketClient::SocketClient(const std::string& path) {
