@@ -242,7 +242,8 @@ std::string startControlSocket(const std::string& path) {
     removeAtExit(path);
     if (listen(listener.get(), kBacklog) != 0) return systemText(errno);
     try {
-        startThread([server = std::make_shared<Server>(std::move(listener))] { server->run(); });
+        startThread("lab-control",
+                    [server = std::make_shared<Server>(std::move(listener))] { server->run(); });
     } catch (const std::system_error& error) {
         return error.what();
     }

@@ -1,5 +1,7 @@
 #include "lab/Threads.h"
 
+#include <pthread.h>
+
 #include <csignal>
 #include <thread>
 #include <utility>
@@ -26,9 +28,11 @@ private:
 
 }  // namespace
 
-void startThread(std::function<void()> body) {
+void startThread(const char* name, std::function<void()> body) {
     const SignalsBlocked blocked;
-    std::thread(std::move(body)).detach();
+    std::thread thread(std::move(body));
+    pthread_setname_np(thread.native_handle(), name);
+    thread.detach();
 }
 
 }  // namespace lab

@@ -9,7 +9,7 @@
 
 namespace lab {
 
-/** Throws std::system_error when there is no thread to be had. */
-void startThread(std::function<void()> body);
+/** Throws std::system_error when there is no thread to be had. The name has at most 15 bytes. */
+void startThread(const char* name, std::function<void()> body);
 
 }  // namespace lab

@@ -27,7 +27,7 @@ public:
             return;
         }
         try {
-            startThread([this] { run(); });
+            startThread("lab-timer", [this] { run(); });
             isRunning_ = true;
         } catch (const std::system_error&) {
             // No thread to be had at the moment: the next timer tries again and takes this one along.

@@ -70,7 +70,11 @@ protected:
     }
 
     // Listeners last as long as the process: a timer of an earlier body may still have something to tell.
-    Recorder& recorder_ = *new Recorder;
+    static Recorder& theRecorder() {
+        static auto* recorder = new Recorder;
+        return *recorder;
+    }
+    Recorder& recorder_ = theRecorder();
     lab::canon::BodyRef body_;
     lab::canon::Link link_ = 0;
 };
