@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <thread>
+#include <utility>
 
 #include "CanonEds/CanonEdsjnilib.h"
 #include "CanonEds/canon_internal.h"
@@ -54,7 +55,11 @@ EdsError sendOutputToHost(const CanonCamera& session) {
 /* ---- The frame buffer ---- */
 
 // The frame that the calling thread's reply is made of. While a thread holds it, no other writes into it.
-thread_local std::shared_ptr<ByteArray> servedFrame;
+struct ServedFrame {
+    CanonSession session;
+    std::shared_ptr<ByteArray> frame;
+};
+thread_local ServedFrame served;
 
 std::shared_ptr<ByteArray> newFrameBuffer(JNIEnv* env, uint32_t size) {
     if (size > static_cast<uint32_t>(std::numeric_limits<jsize>::max())) return nullptr;
@@ -190,16 +195,24 @@ jint Mac_DoStopLiveView(JNIEnv*, jobject, jint handle) {
 
 jbyteArray Mac_DoGetLiveViewImageData(JNIEnv* env, jobject, jint handle) {
     Mac_ReleaseLiveViewImageData();
-    const CanonSession session = findConnectedSession(handle);
+    CanonSession session = findConnectedSession(handle);
     if (!session || !isLiveViewActive(*session)) return nullptr;
     fetchFrame(env, *session);
-    const std::lock_guard guard(session->frameLock);
-    servedFrame = session->evfImage;
-    return servedFrame.get();
+    served.session = std::move(session);
+    const std::lock_guard guard(served.session->frameLock);
+    served.frame = served.session->evfImage;
+    return served.frame.get();
 }
 
 void Mac_ReleaseLiveViewImageData() {
-    servedFrame.reset();
+    if (!served.session) return;
+    {
+        // Whoever finds the buffer unshared writes into it, and must do so after the reply has left it: only
+        // the lock says so, a share count does not.
+        const std::lock_guard guard(served.session->frameLock);
+        served.frame.reset();
+    }
+    served.session = CanonSession{};
 }
 
 jboolean Mac_IsLiveViewZoom(JNIEnv*, jobject, jint handle) {
