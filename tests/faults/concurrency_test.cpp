@@ -180,13 +180,13 @@ TEST_F(CanonConcurrency, of_two_openings_serves_on) {
             const int32_t handle = own.openSession(cameras[0]);
             if (handle == 0 || handle == 130) return;
             ++opened;
-            EXPECT_EQ(own.closeSession(handle), 0);
+            // One that opened in the middle of the other's close has lost its camera by now.
+            EXPECT_NE(own.closeSession(handle), 130);
         };
         std::thread first(open);
         std::thread second(open);
         first.join();
         second.join();
-        // One at least; the other one too when it came behind the close and the camera was still held.
         EXPECT_GE(opened, 1);
     }
     // The one that was late may have used the reference that the other's close gave back.
