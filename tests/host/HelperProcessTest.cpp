@@ -4,6 +4,7 @@
 #include <signal.h>
 
 #include <atomic>
+#include <future>
 
 #include "host/client/HelperFinder.h"
 #include "host/client/LabClient.h"
@@ -153,11 +154,12 @@ TEST(HelperProcess, IsGoneWithItsObject) {
 }
 
 TEST(Shutdown, SendsItsModuleAndOneMoreByteAndWaitsForTheEnd) {
-    fake::Bytes asked;
-    fake::FakeHelper helper([&](fake::Peer& peer) { asked = peer.read(2); });
+    std::promise<fake::Bytes> asked;
+    fake::FakeHelper helper([&](fake::Peer& peer) { asked.set_value(peer.read(2)); });
     EXPECT_FALSE(tarvo::requestShutdown(helper.port(), kPatient));
-    ASSERT_EQ(asked.size(), 2U);
-    EXPECT_EQ(asked[0], 66);
+    const fake::Bytes bytes = asked.get_future().get();
+    ASSERT_EQ(bytes.size(), 2U);
+    EXPECT_EQ(bytes[0], 66);
 }
 
 TEST(Shutdown, TellsThatTheHelperStays) {
