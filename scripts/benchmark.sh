@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds and runs all benchmarks and prints each figure beside its target.
-# Usage: scripts/benchmark.sh     Leave the machine alone meanwhile; it takes about two minutes.
+# Usage: scripts/benchmark.sh     Leave the machine alone meanwhile; it takes about five minutes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh test
