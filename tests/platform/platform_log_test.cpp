@@ -1,0 +1,36 @@
+#include "platform/PlatformLog.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <regex>
+
+namespace {
+
+std::string logged(const char* text) {
+    testing::internal::CaptureStderr();
+    NSLog("%s", text);
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(PlatformLog, starts_each_line_with_date_and_time_and_the_process) {
+    const std::regex line(
+        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} test_platform\[(\d+)\] Something happened\n)");
+    std::smatch found;
+    const std::string text = logged("Something happened");
+    ASSERT_TRUE(std::regex_match(text, found, line)) << text;
+    EXPECT_EQ(found[1], std::to_string(getpid()));
+}
+
+TEST(PlatformLog, ends_each_text_with_one_line_end_and_keeps_it_on_one_line) {
+    EXPECT_TRUE(logged("ended already\n").ends_with("] ended already\n"));
+    EXPECT_TRUE(logged("two\nlines\n").ends_with("] two lines\n"));
+    EXPECT_TRUE(logged("").ends_with("] \n"));
+}
+
+TEST(PlatformLog, writes_texts_of_any_length_whole) {
+    const std::string text(100000, 'x');
+    EXPECT_TRUE(logged(text.c_str()).ends_with("] " + text + "\n"));
+}
+
+}  // namespace
