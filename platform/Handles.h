@@ -24,7 +24,15 @@
 
 namespace handles {
 
-enum class Kind : uint8_t { None, CanonSession, CanonCamera, CanonDirectoryItem, NikonModule, NikonCamera };
+enum class Kind : uint8_t {
+    None,
+    CanonSession,
+    CanonCamera,
+    CanonDirectoryItem,
+    NikonModule,
+    NikonCamera,
+    VideoCamera,
+};
 
 /** Untyped operations; use the templates below. */
 TARVO_PLATFORM_API void* allocate(Kind kind, size_t size, void (*destroy)(void*));
