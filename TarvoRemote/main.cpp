@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include "TarvoRemote/MainThread.h"
+#include "TarvoRemote/QuickTimeRemote.h"
 #include "TarvoRemote/server.h"
 
 namespace {
@@ -25,5 +26,8 @@ int main() {
     occupyStandardStreams();
     // Hosts close sockets at any moment; a failed send must not end the process.
     std::signal(SIGPIPE, SIG_IGN);
+    // A file that grows over the user's limit is a failed write, not the end of everything.
+    std::signal(SIGXFSZ, SIG_IGN);
+    setExportSettingsHandler(answerExportRequest);
     return runMainThread(StartServer);
 }

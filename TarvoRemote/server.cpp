@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "TarvoRemote/CanonRemote.h"
+#include "TarvoRemote/QuickTimeRemote.h"
 #include "TarvoRemote/callback.h"
 #include "TarvoRemote/modules.h"
 #include "TarvoRemote/rdebug.h"
@@ -227,6 +228,10 @@ OSStatus ServerTaskThread(void* parameter) {
         return noErr;
     }
     if (module == MODULE_SHUTDOWN) shutDown(socket);
+    if (module == MODULE_QUICKTIME) {
+        handleQuickTimeMessage(socket);  // the main thread answers and closes
+        return noErr;
+    }
     if (servesCalls(module)) {
         handleCameraMessage(socket, module);
     } else {

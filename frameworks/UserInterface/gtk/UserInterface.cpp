@@ -136,6 +136,16 @@ OSStatus ShowWindow(WindowRef window) {
     return status;
 }
 
+OSStatus SetFrontProcess() {
+    if (!IsMainThread()) {
+        return eventInternalErr;
+    }
+    for (const auto& [window, built] : windows()) {
+        openToolkit()->show(built);
+    }
+    return noErr;
+}
+
 OSStatus DisposeWindow(WindowRef window) {
     ToolkitWindow* built = nullptr;
     const OSStatus status = resolve(window, &built);

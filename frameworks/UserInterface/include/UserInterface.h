@@ -37,6 +37,9 @@ USERINTERFACE_EXPORT OSStatus RepositionWindow(WindowRef window, WindowRef paren
 /** Shows the window in front of the others and makes it the active one. */
 USERINTERFACE_EXPORT OSStatus ShowWindow(WindowRef window);
 
+/** Brings the application's windows before those of others; without any there is nothing to bring. */
+USERINTERFACE_EXPORT OSStatus SetFrontProcess();
+
 /** Closes the window and releases it with its event target. */
 USERINTERFACE_EXPORT OSStatus DisposeWindow(WindowRef window);
 

@@ -94,6 +94,10 @@ OSStatus ShowWindow(WindowRef window) {
     return call.done(status);
 }
 
+OSStatus SetFrontProcess() {
+    return IsMainThread() ? noErr : eventInternalErr;
+}
+
 OSStatus DisposeWindow(WindowRef window) {
     lab::Call call("DisposeWindow");
     call.number("window", numberOf(window));
