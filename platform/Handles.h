@@ -66,13 +66,14 @@ private:
     Record* record_ = nullptr;
 };
 
-/** A new, live record in low memory; null when there is no room left. Its address is its handle. */
-template <class Record>
-Record* create(Kind kind) {
+/** A new, live record in low memory, made of the arguments; null when there is no room left. Its address is
+ *  its handle. */
+template <class Record, class... Arguments>
+Record* create(Kind kind, Arguments&&... arguments) {
     void* memory =
         allocate(kind, sizeof(Record), [](void* record) { static_cast<Record*>(record)->~Record(); });
     if (memory == nullptr) return nullptr;
-    Record* record = new (memory) Record();
+    Record* record = new (memory) Record(std::forward<Arguments>(arguments)...);
     publish(memory);  // only now may a number from the wire find it
     return record;
 }
