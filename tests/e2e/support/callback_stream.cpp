@@ -6,18 +6,26 @@ namespace e2e {
 
 namespace {
 
-size_t payloadInts(int kind) {
-    switch (kind) {
-        case kObjectEvent:
-        case kStateEvent:
-            return 3;
-        case kPropertyEvent:
-            return 4;
-        case kProgressEvent:
-            return 2;
-        default:
-            return 0;
+constexpr int kCanon = 10;
+constexpr int kNikon = 20;
+
+struct Shape {
+    int module;
+    int kind;
+    size_t payloadInts;
+};
+
+constexpr Shape kShapes[] = {
+    {kCanon, kObjectEvent, 3},   {kCanon, kPropertyEvent, 4}, {kCanon, kStateEvent, 3},
+    {kCanon, kProgressEvent, 2}, {kNikon, kStateEvent, 1},    {kNikon, kProgressEvent, 1},
+};
+
+/** 0 for what no module sends. */
+size_t payloadInts(int module, int kind) {
+    for (const Shape& shape : kShapes) {
+        if (shape.module == module && shape.kind == kind) return shape.payloadInts;
     }
+    return 0;
 }
 
 }  // namespace
@@ -41,13 +49,13 @@ std::optional<Event> CallbackStream::next(std::chrono::milliseconds patience) {
     const Bytes first = socket_.isOpen() ? socket_.receiveSome(1, patience) : Bytes{};
     if (first.empty()) return std::nullopt;
     Reader head(Message().raw(first).raw(socket_.receive(5)));
-    EXPECT_EQ(head.byte(), 10) << "module";
-    EXPECT_EQ(head.int32(), 0x112233) << "marker";
     Event event;
+    event.module = head.byte();
+    EXPECT_EQ(head.int32(), 0x112233) << "marker";
     event.kind = head.byte();
-    const size_t ints = payloadInts(event.kind);
+    const size_t ints = payloadInts(event.module, event.kind);
     if (ints == 0) {
-        ADD_FAILURE() << "no such kind of event: " << event.kind;
+        ADD_FAILURE() << "module " << event.module << " has no such kind of event: " << event.kind;
         socket_.close();
         return std::nullopt;
     }
@@ -84,7 +92,8 @@ Event CallbackStream::waitFor(int kind, int32_t what) {
 std::vector<int32_t> CallbackStream::progress() const {
     std::vector<int32_t> percentages;
     for (const Event& event : seen_) {
-        if (event.kind == kProgressEvent) percentages.push_back(event.what());
+        if (event.kind == kProgressEvent)
+            percentages.push_back(event.module == kNikon ? event.last() : event.what());
     }
     return percentages;
 }

@@ -23,6 +23,8 @@ enum EventKind { kObjectEvent = 1, kPropertyEvent = 2, kStateEvent = 3, kProgres
 struct Event {
     int kind = 0;
     std::vector<int32_t> values;
+    /** 10 for Canon, 20 for Nikon. */
+    int module = 0;
 
     int32_t handle() const { return values.empty() ? 0 : values[0]; }
     /** The event's id, or the percentage of a progress message. */
