@@ -7,6 +7,7 @@
  */
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
 namespace nikon {
@@ -20,5 +21,30 @@ inline void noteSignOfLife() {
 inline uint64_t signsOfLife() {
     return signsOfLifeOfThread;
 }
+
+/** Half a minute is several times what a body takes to write a shot to its card: whoever has given no sign
+ * for so long has nothing to deliver. */
+constexpr std::chrono::seconds kLongestSilence{30};
+
+/** Looked at again and again during a wait. */
+class SilenceWatch {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    SilenceWatch(Time now, uint64_t signs) : latest_(now), signs_(signs) {}
+
+    /** Whether there was no sign for kLongestSilence. */
+    bool isOver(Time now, uint64_t signs) {
+        if (signs != signs_) {
+            signs_ = signs;
+            latest_ = now;
+        }
+        return now - latest_ >= kLongestSilence;
+    }
+
+private:
+    Time latest_;
+    uint64_t signs_;
+};
 
 }  // namespace nikon
