@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <regex>
+#include <cctype>
+#include <string>
 
 namespace {
 
@@ -14,12 +15,13 @@ std::string logged(const char* text) {
 }
 
 TEST(PlatformLog, starts_each_line_with_date_and_time_and_the_process) {
-    const std::regex line(
-        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} test_platform\[(\d+)\] Something happened\n)");
-    std::smatch found;
     const std::string text = logged("Something happened");
-    ASSERT_TRUE(std::regex_match(text, found, line)) << text;
-    EXPECT_EQ(found[1], std::to_string(getpid()));
+    std::string shape = text;
+    for (char& character : shape) {
+        if (std::isdigit(static_cast<unsigned char>(character)) != 0) character = '9';
+    }
+    EXPECT_TRUE(shape.starts_with("9999-99-99 99:99:99.999 test_platform[9")) << text;
+    EXPECT_TRUE(text.ends_with("[" + std::to_string(getpid()) + "] Something happened\n")) << text;
 }
 
 TEST(PlatformLog, ends_each_text_with_one_line_end_and_keeps_it_on_one_line) {
