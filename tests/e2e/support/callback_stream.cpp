@@ -8,6 +8,7 @@ namespace {
 
 constexpr int kCanon = 10;
 constexpr int kNikon = 20;
+constexpr int kVideo = 40;
 
 struct Shape {
     int module;
@@ -18,6 +19,7 @@ struct Shape {
 constexpr Shape kShapes[] = {
     {kCanon, kObjectEvent, 3},   {kCanon, kPropertyEvent, 4}, {kCanon, kStateEvent, 3},
     {kCanon, kProgressEvent, 2}, {kNikon, kStateEvent, 1},    {kNikon, kProgressEvent, 1},
+    {kVideo, kStateEvent, 1},    {kVideo, kProgressEvent, 1},
 };
 
 /** 0 for what no module sends. */
@@ -93,7 +95,7 @@ std::vector<int32_t> CallbackStream::progress() const {
     std::vector<int32_t> percentages;
     for (const Event& event : seen_) {
         if (event.kind == kProgressEvent)
-            percentages.push_back(event.module == kNikon ? event.last() : event.what());
+            percentages.push_back(event.module == kCanon ? event.what() : event.last());
     }
     return percentages;
 }
