@@ -44,7 +44,7 @@ NIKON_ENTRY(void, SetSetting, jlong camera, jint capability, jint index);
 /** The list as texts; null for what is not offered, empty for elements that have no texts. */
 NIKON_ENTRY(jobjectArray, GetSettingOptions, jlong camera, jint capability);
 
-/* ---- Capture (capture.cpp, transfer.cpp, status.cpp) ---- */
+/* ---- Capture (capture.cpp, images.cpp, status.cpp) ---- */
 
 /** Releases the shutter and brings the pictures: 0 done or inactive, -1 no source, -2 path too long, -3 the
  *  capture failed, -31 the module would not work, -4 no picture came. The path has no extension. */

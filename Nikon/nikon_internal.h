@@ -12,11 +12,17 @@
 
 namespace nikon {
 
+struct NikonModule;
+
+/** The rest of a module's start, once its root has an entry point; start.cpp. Logs what fails, and frees it.
+ */
+bool openLoadedModule(NikonModule& module);
+
 /** A new check for pictures begins: none has come, and a shot is taken to be one picture. */
 void beginImages(CameraData& camera);
 /** Tells the host how far the picture is, in percent, by the rules of a module's own reports. */
 void reportProgress(CameraData& camera, uint32_t percent);
-/** checkForImages, on a camera that is active; transfer.cpp. */
+/** checkForImages, on a camera that is active; images.cpp. */
 jint fetchImages(CameraData& camera);
 
 /** One frame. Its header goes into the camera's record; its JPEG data into a new array, if one is wanted and

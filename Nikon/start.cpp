@@ -57,18 +57,6 @@ bool prepare(tagRefObj& root) {
     return true;
 }
 
-bool open(NikonModule& module, const ModuleFiles& files) {
-    tagRefObj& root = module.root;
-    if (!load(root, files)) return false;
-    module.lock = &lockOfLoadedModule(root.entryPoint);
-    const std::lock_guard guard(*module.lock);
-    const CallScope scope;
-    if (openObject(root) && prepare(root)) return true;
-    // The module itself is neither closed nor unloaded: it stays as it is for the next try.
-    FreeTree(&root);
-    return false;
-}
-
 /** Its record stays until it is released. */
 void endCamera(CameraData& camera) {
     camera.active = 0;
@@ -78,6 +66,17 @@ void endCamera(CameraData& camera) {
 }
 
 }  // namespace
+
+bool nikon::openLoadedModule(NikonModule& module) {
+    tagRefObj& root = module.root;
+    module.lock = &lockOfLoadedModule(root.entryPoint);
+    const std::lock_guard guard(*module.lock);
+    const CallScope scope;
+    if (openObject(root) && prepare(root)) return true;
+    // The module itself is neither closed nor unloaded: it stays as it is for the next try.
+    FreeTree(&root);
+    return false;
+}
 
 NIKON_ENTRY(jlong, InitializeSDK, jstring directory, jint moduleType) {
     ModuleFiles files;
@@ -90,7 +89,7 @@ NIKON_ENTRY(jlong, InitializeSDK, jstring directory, jint moduleType) {
         debug("There is not enough memory.\n");
         return 0;
     }
-    if (!open(*record, files)) {
+    if (!load(record->root, files) || !openLoadedModule(*record)) {
         handles::retire(Kind::NikonModule, toAddress(toHandle(record)));
         return 0;
     }

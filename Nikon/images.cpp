@@ -1,4 +1,4 @@
-/* transfer.cpp: the pictures that wait in the camera, to the host's path.
+/* images.cpp: the pictures that wait in the camera, to the host's path.
  *
  * A shot may be two pictures, and the camera tells so with the first one. The second is waited for as long as
  * the camera gives signs of being at work on it (SignsOfLife.h), which a module at the end of its work does
