@@ -9,8 +9,12 @@ namespace {
 std::atomic<bool> isCounting{false};
 std::atomic<int> allocations{0};
 
-void count() {
+std::atomic<int> untilFailure{0};
+
+/** False for the allocation that is to fail. */
+bool count() {
     if (isCounting) ++allocations;
+    return untilFailure <= 0 || --untilFailure > 0;
 }
 
 }  // namespace
@@ -18,6 +22,10 @@ void count() {
 void startCountingAllocations() {
     allocations = 0;
     isCounting = true;
+}
+
+void failAllocation(int number) {
+    untilFailure = number;
 }
 
 int stopCountingAllocations() {
@@ -35,27 +43,23 @@ void* __wrap_calloc(size_t count, size_t size);
 void* __wrap_realloc(void* memory, size_t size);
 
 void* __wrap_malloc(size_t size) {
-    count();
-    return __real_malloc(size);
+    return count() ? __real_malloc(size) : nullptr;
 }
 void* __wrap_calloc(size_t number, size_t size) {
-    count();
-    return __real_calloc(number, size);
+    return count() ? __real_calloc(number, size) : nullptr;
 }
 void* __wrap_realloc(void* memory, size_t size) {
-    count();
-    return __real_realloc(memory, size);
+    return count() ? __real_realloc(memory, size) : nullptr;
 }
 }
 
 void* operator new(size_t size) {
-    count();
-    if (void* memory = __real_malloc(size)) return memory;
-    throw std::bad_alloc();
+    void* memory = count() ? __real_malloc(size) : nullptr;
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
 }
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    count();
-    return __real_malloc(size);
+    return count() ? __real_malloc(size) : nullptr;
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);

@@ -1,4 +1,4 @@
-/* AllocationCounter.h: counts what a program allocates, by taking the allocator's place.
+/* AllocationCounter.h: counts what a program allocates, and lets it fail, by taking the allocator's place.
  *
  * The operators have a file of their own: next to a test that uses them the compiler looks through them and
  * takes their memory for mismatched.
@@ -9,3 +9,6 @@
 
 void startCountingAllocations();
 int stopCountingAllocations();
+
+/** Of the allocations from here on the one with the number, from 1, fails; 0: none. */
+void failAllocation(int number);

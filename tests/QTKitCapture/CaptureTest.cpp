@@ -34,6 +34,7 @@ void CaptureTest::SetUp() {
     capture().reset({FakeDevice{}});
     const std::lock_guard guard(sentMutex);
     allSent = {};
+    allSent.progress.reserve(200);  // tests that let allocations fail mean others
 }
 
 void CaptureTest::TearDown() {

@@ -86,9 +86,4 @@ TEST(Averaging, keeps_what_all_frames_agree_on_and_makes_it_opaque) {
     EXPECT_EQ(averaged({{0x00010203}, {0x00020405}}), Words{0xFF010304}) << "1.5, 3 and 4";
 }
 
-TEST(Averaging, says_when_there_is_no_memory) {
-    FrameSums sums;
-    EXPECT_FALSE(sums.allocate(size_t{1} << 58));
-}
-
 }  // namespace
