@@ -27,15 +27,16 @@ struct ZoomPosition {
     int32_t y = 0;
 };
 
+using CameraPin = handles::Pin<handles::StandIn>;
+
 struct CanonCamera {
     CanonCamera() = default;
-    ~CanonCamera();
     CanonCamera(const CanonCamera&) = delete;
     CanonCamera& operator=(const CanonCamera&) = delete;
 
     EdsCameraRef camera = nullptr;
+    CameraPin cameraPin;                        // keeps it
     int32_t cameraReference = 0;                // the int that stands for it on the wire
-    std::atomic<bool> ownsCamera = false;       // closed: the reference is given back with the record
     std::atomic<jobject> hostObject = nullptr;  // kept for the host's sake, never used or deleted
 
     std::mutex frameLock;                 // guards the three below

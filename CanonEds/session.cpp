@@ -1,5 +1,6 @@
 /* session.cpp: which cameras there are, and a session on one of them. */
 #include <cstring>
+#include <utility>
 
 #include "CanonEds/CanonEdsjnilib.h"
 #include "CanonEds/ImageSizes.h"
@@ -9,8 +10,17 @@ namespace {
 
 using handles::Kind;
 
-EdsCameraRef findCamera(jint cameraReference) {
-    return static_cast<EdsCameraRef>(handles::objectOf(Kind::CanonCamera, cameraReference));
+/** The camera stays ours while the pin lasts, whatever another connection closes meanwhile. */
+CameraPin findCamera(jint cameraReference) {
+    return handles::pin<handles::StandIn>(Kind::CanonCamera, cameraReference);
+}
+
+EdsCameraRef cameraOf(const CameraPin& pin) {
+    return static_cast<EdsCameraRef>(pin->object);
+}
+
+void giveCameraBack(void* camera) {
+    EdsRelease(static_cast<EdsCameraRef>(camera));
 }
 
 bool beginsWith(const char* text, const char* beginning) {
@@ -81,10 +91,6 @@ void prepareCamera(CanonCamera& session) {
 
 }  // namespace
 
-CanonCamera::~CanonCamera() {
-    if (ownsCamera) EdsRelease(camera);
-}
-
 jintArray Mac_GetCameraList(JNIEnv* env) {
     if (!isLibraryInitialised()) return nullptr;
     EdsCameraListRef list = nullptr;
@@ -96,25 +102,26 @@ jintArray Mac_GetCameraList(JNIEnv* env) {
 }
 
 jstring Mac_GetCameraName(JNIEnv* env, jobject, jint cameraReference) {
-    EdsCameraRef camera = findCamera(cameraReference);
+    const CameraPin camera = findCamera(cameraReference);
     EdsDeviceInfo info{};
-    if (camera == nullptr || EdsGetDeviceInfo(camera, &info) != EDS_ERR_OK) return nullptr;
+    if (!camera || EdsGetDeviceInfo(cameraOf(camera), &info) != EDS_ERR_OK) return nullptr;
     info.szDeviceDescription[EDS_MAX_NAME - 1] = '\0';
     return (*env)->NewStringUTF(env, info.szDeviceDescription);
 }
 
 jint Mac_DoOpenSession(JNIEnv* env, jobject object, jint cameraReference) {
-    EdsCameraRef camera = findCamera(cameraReference);
-    if (camera == nullptr) return kNoSession;
+    CameraPin camera = findCamera(cameraReference);
+    if (!camera) return kNoSession;
     auto* record = handles::create<CanonCamera>(Kind::CanonSession);
     if (record == nullptr) return 0;
     const jint handle = record->handle();
     const CanonSession session = findSession(handle);
-    session->camera = camera;
+    session->camera = cameraOf(camera);
+    session->cameraPin = std::move(camera);
     session->cameraReference = cameraReference;
     session->connected = true;
     recogniseModel(*session);
-    installHandlers(camera, session.get());
+    installHandlers(session->camera, session.get());
     if (!openCameraSession(*session)) {
         // The handlers stay installed; their context is a handle that names nothing any more.
         handles::retire(Kind::CanonSession, handle);
@@ -134,9 +141,8 @@ jint Mac_CloseSession(JNIEnv*, jobject, jint handle) {
     // Legacy cameras do not survive a second opening, so theirs stays open.
     if (!session->legacy) {
         result = EdsCloseSession(session->camera);
-        handles::release(Kind::CanonCamera, session->cameraReference);
-        // Released with the record: another connection's call may still be using it.
-        session->ownsCamera = true;
+        // The library gets it back when the last call that uses it ends, on whatever connection.
+        handles::release(Kind::CanonCamera, session->cameraReference, giveCameraBack);
     }
     session->hostObject = nullptr;
     return static_cast<jint>(result);

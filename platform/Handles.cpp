@@ -5,6 +5,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <new>
 #include <unordered_map>
 
 namespace handles {
@@ -21,8 +22,7 @@ struct Entry {
     Kind kind = Kind::None;
     bool isLive = true;
     uint32_t pins = 0;
-    uint32_t holders = 0;    // stand-ins only
-    void* object = nullptr;  // stand-ins only
+    uint32_t holders = 0;  // stand-ins only
     size_t size = 0;
     void (*destroy)(void*) = nullptr;
 };
@@ -124,6 +124,32 @@ void destroyRecord(intptr_t handle, void (*destroy)(void*)) {
     registry().forget(handle);
 }
 
+void endStandIn(void* record) {
+    const auto* standIn = static_cast<const StandIn*>(record);
+    if (standIn->giveBack != nullptr) standIn->giveBack(standIn->object);
+}
+
+/** What was left of a stand-in when a holder let go of it. */
+struct Leaving {
+    void* object = nullptr;  // null: it was not live
+    uint32_t holders = 0;
+    bool isPinned = false;
+};
+
+/** The last holder ends the stand-in and leaves word what to do with the object. */
+Leaving dropHolder(Kind kind, int32_t handle, void (*giveBack)(void*)) {
+    const std::lock_guard guard(registry().lock);
+    Entry* entry = registry().findLive(kind, handle);
+    if (entry == nullptr) return {};
+    auto* standIn = reinterpret_cast<StandIn*>(static_cast<intptr_t>(handle));
+    const Leaving left = {standIn->object, --entry->holders, entry->pins > 0};
+    if (left.holders > 0) return left;
+    registry().standIns.erase({kind, standIn->object});
+    entry->isLive = false;
+    standIn->giveBack = giveBack;
+    return left;
+}
+
 }  // namespace
 
 void* allocate(Kind kind, size_t size, void (*destroy)(void*)) {
@@ -180,28 +206,29 @@ int32_t standFor(Kind kind, void* object) {
         ++all.entries[known->second].holders;
         return known->second;
     }
-    void* slot = all.add({.kind = kind, .holders = 1, .object = object, .size = 1});
+    void* slot = all.add({.kind = kind, .holders = 1, .size = sizeof(StandIn), .destroy = endStandIn});
+    if (slot == nullptr) return 0;
+    new (slot) StandIn{.object = object};
     const auto handle = static_cast<int32_t>(reinterpret_cast<intptr_t>(slot));
-    if (handle != 0) all.standIns[{kind, object}] = handle;
+    all.standIns[{kind, object}] = handle;
     return handle;
 }
 
-void* objectOf(Kind kind, int32_t handle) {
-    const std::lock_guard guard(registry().lock);
-    const Entry* entry = registry().findLive(kind, handle);
-    return entry == nullptr ? nullptr : entry->object;
+void* release(Kind kind, int32_t handle) {
+    const Leaving left = dropHolder(kind, handle, nullptr);
+    if (left.object != nullptr && left.holders == 0 && !left.isPinned) destroyRecord(handle, endStandIn);
+    return left.object;
 }
 
-void* release(Kind kind, int32_t handle) {
-    const std::lock_guard guard(registry().lock);
-    Entry* entry = registry().findLive(kind, handle);
-    if (entry == nullptr) return nullptr;
-    void* object = entry->object;
-    if (--entry->holders == 0) {
-        registry().standIns.erase({kind, object});
-        registry().forget(handle);
+bool release(Kind kind, int32_t handle, void (*giveBack)(void*)) {
+    const Leaving left = dropHolder(kind, handle, giveBack);
+    if (left.object == nullptr) return false;
+    if (left.holders > 0) {
+        giveBack(left.object);
+    } else if (!left.isPinned) {
+        destroyRecord(handle, endStandIn);
     }
-    return object;
+    return true;
 }
 
 size_t liveCount(Kind kind) {

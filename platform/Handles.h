@@ -87,12 +87,20 @@ Pin<Record> pin(Kind kind, intptr_t handle) {
 /** Ends a handle's life; false if it was not live (any more): of two that close, one wins. */
 TARVO_PLATFORM_API bool retire(Kind kind, intptr_t handle);
 
+/** What an int stands for: a vendor's object that lives elsewhere. Pin it to use the object in a call. */
+struct StandIn {
+    void* object = nullptr;
+    void (*giveBack)(void*) = nullptr;  // set when the last holder has gone; called when the last pin has
+};
+
 /** The int that stands for a vendor's object; the same object keeps its int. Counts one more holder. */
 TARVO_PLATFORM_API int32_t standFor(Kind kind, void* object);
-/** The object behind a live stand-in, or null. */
-TARVO_PLATFORM_API void* objectOf(Kind kind, int32_t handle);
-/** One holder fewer; the last one ends the stand-in. Returns the object, or null if it was not live. */
+/** One holder fewer; the last one ends the stand-in. Returns the object, or null if it was not live. For
+ *  kinds that nobody pins: what becomes of the object is the caller's affair. */
 TARVO_PLATFORM_API void* release(Kind kind, int32_t handle);
+/** The same, and giveBack(object) gives the vendor's reference back: the last one when no call has the
+ *  stand-in pinned any more, others at once. False, and nothing is given back, if it was not live. */
+TARVO_PLATFORM_API bool release(Kind kind, int32_t handle, void (*giveBack)(void*));
 
 /** How many handles of the kind are live. */
 TARVO_PLATFORM_API size_t liveCount(Kind kind);

@@ -16,6 +16,8 @@ namespace {
 constexpr unsigned kSeed = 20250611;
 constexpr size_t kFrameBytes = 60000;
 constexpr int64_t kFileBytes = 400000;
+/** Long enough for another connection to get through a call of its own. */
+const std::chrono::milliseconds kLong{kSanitized ? 1500 : 500};
 
 class CanonConcurrency : public CanonTest {
 protected:
@@ -180,7 +182,7 @@ TEST_F(CanonConcurrency, of_two_openings_serves_on) {
             const int32_t handle = own.openSession(cameras[0]);
             if (handle == 0 || handle == 130) return;
             ++opened;
-            // One that opened in the middle of the other's close has lost its camera by now.
+            // The session of one that opened in the middle of the other's close may be closed by now.
             EXPECT_NE(own.closeSession(handle), 130);
         };
         std::thread first(open);
@@ -189,10 +191,51 @@ TEST_F(CanonConcurrency, of_two_openings_serves_on) {
         second.join();
         EXPECT_GE(opened, 1);
     }
-    // The one that was late may have used the reference that the other's close gave back.
-    const References held = heldReferences(lab());
-    EXPECT_EQ(held.at("cameraList"), 0);
-    EXPECT_EQ(held.at("camera"), 0);
+    expectNothingLeft();
+    EXPECT_EQ(heldReferences(lab()).at("camera"), 0);
+}
+
+TEST_F(CanonConcurrency, of_a_name_asked_for_and_a_close_leaves_the_camera_to_the_one_that_asks) {
+    start();
+    ASSERT_EQ(canon().initializeSdk(), 0);
+    const int32_t camera = canon().cameraList().at(0);
+    const int32_t handle = canon().openSession(camera);
+    lab().clearTrace();
+    lab().delay("EdsGetDeviceInfo", kLong);
+    CanonCalls asking(helper().port());
+    asking.send(5, Message().int32(camera));
+    asking.expectHeader(5);
+    ASSERT_TRUE(eventually([&] { return isMadeOrUnderway("EdsGetDeviceInfo"); }));
+    EXPECT_EQ(canon().closeSession(handle), 0);
+    EXPECT_EQ(canon().openSession(camera), 130) << "the reference is the host's no more";
+    asking.expectHeader(5);
+    EXPECT_EQ(asking.receiveText(), "Canon EOS 5D Mark II");
+    expectNothingLeft();
+    EXPECT_TRUE(eventually([&] { return heldReferences(lab()).at("camera") == 0; }));
+    EXPECT_EQ(lab().callNames().back(), "EdsRelease") << "given back by the one that asked";
+}
+
+TEST_F(CanonConcurrency, of_an_opening_and_a_close_leaves_the_camera_to_the_one_that_opens) {
+    start();
+    ASSERT_EQ(canon().initializeSdk(), 0);
+    const int32_t camera = canon().cameraList().at(0);
+    const int32_t handle = canon().openSession(camera);
+    lab().clearTrace();
+    lab().delay("EdsGetDeviceInfo", kLong);
+    CanonCalls opening(helper().port());
+    opening.send(7, Message().int32(camera));
+    opening.expectHeader(7);
+    ASSERT_TRUE(eventually([&] { return isMadeOrUnderway("EdsGetDeviceInfo"); }));
+    EXPECT_EQ(canon().closeSession(handle), 0);
+    opening.expectHeader(7);
+    const int32_t late = opening.receiveInt();
+    ASSERT_NE(late, 0);
+    ASSERT_NE(late, 130);
+    EXPECT_EQ(heldReferences(lab()).at("camera"), 1);
+    EXPECT_EQ(opening.firmwareVersion(late), canon().firmwareVersion(late));
+    EXPECT_EQ(opening.closeSession(late), 0);
+    expectNothingLeft();
+    EXPECT_TRUE(eventually([&] { return heldReferences(lab()).at("camera") == 0; }));
 }
 
 TEST_F(CanonConcurrency, of_settings_sets_them_all) {

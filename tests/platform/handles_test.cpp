@@ -23,9 +23,21 @@ intptr_t handleOf(const Record* record) {
     return reinterpret_cast<intptr_t>(record);
 }
 
+/** What a stand-in names at the moment. */
+void* objectOf(Kind kind, int32_t handle) {
+    const auto standIn = handles::pin<handles::StandIn>(kind, handle);
+    return standIn ? standIn->object : nullptr;
+}
+
+std::atomic<int> givenBack = 0;
+
+void countGivenBack(void*) {
+    ++givenBack;
+}
+
 class Handles : public testing::Test {
 protected:
-    void SetUp() override { destroyed = 0; }
+    void SetUp() override { destroyed = givenBack = 0; }
 };
 
 TEST_F(Handles, RecordsLieWhereAPositiveIntReaches) {
@@ -46,8 +58,7 @@ TEST_F(Handles, NumbersThatNameNothingFindNothing) {
           static_cast<intptr_t>(INT32_MIN), static_cast<intptr_t>(INT32_MAX)}) {
         EXPECT_FALSE(handles::pin<Record>(Kind::CanonSession, forged)) << forged;
         EXPECT_FALSE(handles::retire(Kind::CanonSession, forged)) << forged;
-        EXPECT_EQ(handles::objectOf(Kind::CanonDirectoryItem, static_cast<int32_t>(forged)), nullptr)
-            << forged;
+        EXPECT_EQ(objectOf(Kind::CanonDirectoryItem, static_cast<int32_t>(forged)), nullptr) << forged;
     }
     handles::retire(Kind::CanonSession, handle);
 }
@@ -56,7 +67,7 @@ TEST_F(Handles, AHandleOfAnotherKindFindsNothing) {
     Record* record = handles::create<Record>(Kind::CanonSession);
     const auto handle = static_cast<int32_t>(handleOf(record));
     EXPECT_FALSE(handles::pin<Record>(Kind::CanonCamera, handle));
-    EXPECT_EQ(handles::objectOf(Kind::CanonCamera, handle), nullptr);
+    EXPECT_EQ(objectOf(Kind::CanonCamera, handle), nullptr);
     handles::retire(Kind::CanonSession, handle);
 }
 
@@ -109,13 +120,48 @@ TEST_F(Handles, AnObjectKeepsItsIntUntilItsLastHolderGoes) {
     EXPECT_GT(first, 0);
     EXPECT_EQ(handles::standFor(Kind::CanonCamera, &object), first);
     EXPECT_EQ(handles::release(Kind::CanonCamera, first), &object);
-    EXPECT_EQ(handles::objectOf(Kind::CanonCamera, first), &object);
+    EXPECT_EQ(objectOf(Kind::CanonCamera, first), &object);
     EXPECT_EQ(handles::release(Kind::CanonCamera, first), &object);
-    EXPECT_EQ(handles::objectOf(Kind::CanonCamera, first), nullptr);
+    EXPECT_EQ(objectOf(Kind::CanonCamera, first), nullptr);
     EXPECT_EQ(handles::release(Kind::CanonCamera, first), nullptr);
     const int32_t second = handles::standFor(Kind::CanonCamera, &object);
     EXPECT_NE(second, first);
     handles::release(Kind::CanonCamera, second);
+}
+
+TEST_F(Handles, AnObjectGoesBackWhenTheLastCallThatUsesItEnds) {
+    int object = 0;
+    const int32_t handle = handles::standFor(Kind::CanonCamera, &object);
+    auto first = handles::pin<handles::StandIn>(Kind::CanonCamera, handle);
+    auto second = handles::pin<handles::StandIn>(Kind::CanonCamera, handle);
+    EXPECT_TRUE(handles::release(Kind::CanonCamera, handle, countGivenBack));
+    EXPECT_FALSE(handles::release(Kind::CanonCamera, handle, countGivenBack));
+    EXPECT_EQ(objectOf(Kind::CanonCamera, handle), nullptr);
+    first = {};
+    EXPECT_EQ(givenBack, 0);
+    EXPECT_EQ(second->object, &object);
+    second = {};
+    EXPECT_EQ(givenBack, 1);
+}
+
+TEST_F(Handles, AnObjectThatNobodyUsesGoesBackAtOnce) {
+    int object = 0;
+    const int32_t handle = handles::standFor(Kind::CanonCamera, &object);
+    EXPECT_TRUE(handles::release(Kind::CanonCamera, handle, countGivenBack));
+    EXPECT_EQ(givenBack, 1);
+}
+
+TEST_F(Handles, AHolderThatIsNotTheLastGivesBackItsOwnAtOnce) {
+    int object = 0;
+    const int32_t handle = handles::standFor(Kind::CanonCamera, &object);
+    EXPECT_EQ(handles::standFor(Kind::CanonCamera, &object), handle);
+    auto pin = handles::pin<handles::StandIn>(Kind::CanonCamera, handle);
+    EXPECT_TRUE(handles::release(Kind::CanonCamera, handle, countGivenBack));
+    EXPECT_EQ(givenBack, 1);
+    EXPECT_TRUE(handles::release(Kind::CanonCamera, handle, countGivenBack));
+    EXPECT_EQ(givenBack, 1);
+    pin = {};
+    EXPECT_EQ(givenBack, 2);
 }
 
 TEST_F(Handles, NoObjectHasNoInt) {
