@@ -1,12 +1,13 @@
 #include "TarvoRemote/QuickTimeRemote.h"
 
 #include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cstdlib>
+#include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "TarvoRemote/ExportSettings.h"
@@ -16,52 +17,73 @@
 namespace {
 
 constexpr uint8_t kExportSettingsMethod = 1;
-constexpr int kNoSocket = -1;
-
-/** The socket of the pending request. */
-std::atomic<int> gQTSocket{kNoSocket};
-
-/** Sockets that will never be answered. A host sees nothing on them, as it always has; but once it has closed
- * its end, ours is of no use to anybody. */
-class Unanswered {
+/** A host's connection, closed when nobody needs it any more. An answer may come while the request that it
+ * goes to is still being read: who reads holds the connection, so its number can't become somebody else's
+ * meanwhile. */
+class HostSocket {
 public:
-    void add(int socket) {
-        const std::lock_guard lock(mutex_);
-        sockets_.push_back(socket);
-    }
+    explicit HostSocket(int descriptor) : descriptor_(descriptor) {}
+    ~HostSocket() { close(descriptor_); }
+    HostSocket(const HostSocket&) = delete;
+    HostSocket& operator=(const HostSocket&) = delete;
 
-    void closeThoseThatHostsHaveLeft() {
-        const std::lock_guard lock(mutex_);
-        std::erase_if(sockets_, [](int socket) { return isLeft(socket) && close(socket) == 0; });
-    }
+    int descriptor() const { return descriptor_; }
 
-private:
-    static bool isLeft(int socket) {
-        pollfd state{.fd = socket, .events = POLLRDHUP, .revents = 0};
+    bool isLeft() const {
+        pollfd state{.fd = descriptor_, .events = POLLRDHUP, .revents = 0};
         return poll(&state, 1, 0) > 0 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
     }
 
+private:
+    int descriptor_;
+};
+using HostSocketRef = std::shared_ptr<const HostSocket>;
+
+/** The connection of the pending request, and those that will never be answered. A host sees nothing on the
+ * latter, as it always has; but once it has closed its end, ours is of no use to anybody. */
+class Sockets {
+public:
+    void await(HostSocketRef socket) {
+        const std::lock_guard lock(mutex_);
+        if (gQTSocket_) unanswered_.push_back(std::move(gQTSocket_));
+        gQTSocket_ = std::move(socket);
+    }
+
+    /** Null when none waits. */
+    HostSocketRef takePending() {
+        const std::lock_guard lock(mutex_);
+        return std::move(gQTSocket_);
+    }
+
+    void leaveUnanswered(HostSocketRef socket) {
+        const std::lock_guard lock(mutex_);
+        unanswered_.push_back(std::move(socket));
+    }
+
+    void dropThoseThatHostsHaveLeft() {
+        const std::lock_guard lock(mutex_);
+        std::erase_if(unanswered_, [](const HostSocketRef& socket) { return socket->isLeft(); });
+    }
+
+private:
     std::mutex mutex_;
-    std::vector<int> sockets_;  // guarded by mutex_
+    HostSocketRef gQTSocket_;                // guarded by mutex_
+    std::vector<HostSocketRef> unanswered_;  // guarded by mutex_
 };
 
-Unanswered& unanswered() {
-    static Unanswered* const sockets = new Unanswered;  // tasks may still run while the process ends
-    return *sockets;
-}
-
-void awaitAnswerOn(int socket) {
-    const int older = gQTSocket.exchange(socket);
-    if (older != kNoSocket) unanswered().add(older);
+Sockets& sockets() {
+    static Sockets* const all = new Sockets;  // tasks may still run while the process ends
+    return *all;
 }
 
 void answer(int16_t result) {
-    const int socket = gQTSocket.exchange(kNoSocket);
-    if (socket == kNoSocket) return;
-    writeByte(socket, MODULE_QUICKTIME);
-    writeByte(socket, kExportSettingsMethod);
-    writeInt(socket, result);
-    close(socket);
+    const HostSocketRef socket = sockets().takePending();
+    if (!socket) return;
+    writeByte(socket->descriptor(), MODULE_QUICKTIME);
+    writeByte(socket->descriptor(), kExportSettingsMethod);
+    writeInt(socket->descriptor(), result);
+    shutdown(socket->descriptor(),
+             SHUT_WR);  // the host sees the end, whoever else still holds the connection
 }
 
 void freeStrings(const ExportRequest& request) {
@@ -89,18 +111,19 @@ void getExportSettings(const ExportRequest& request) {
 
 }  // namespace
 
-void handleQuickTimeMessage(int socket) {
-    unanswered().closeThoseThatHostsHaveLeft();
-    if (readByte(socket) != kExportSettingsMethod) {
-        unanswered().add(socket);
+void handleQuickTimeMessage(int descriptor) {
+    sockets().dropThoseThatHostsHaveLeft();
+    const auto socket = std::make_shared<const HostSocket>(descriptor);
+    if (readByte(descriptor) != kExportSettingsMethod) {
+        sockets().leaveUnanswered(socket);
         return;
     }
-    awaitAnswerOn(socket);
+    sockets().await(socket);
     ExportRequest request{};
-    request.settingsPath = readString(socket);
-    request.secondSettingsPath = readString(socket);
-    request.moviePath = readString(socket);
-    request.useSavedSettings = readByte(socket) != 0 ? 1 : 0;
+    request.settingsPath = readString(descriptor);
+    request.secondSettingsPath = readString(descriptor);
+    request.moviePath = readString(descriptor);
+    request.useSavedSettings = readByte(descriptor) != 0 ? 1 : 0;
     getExportSettings(request);
 }
 

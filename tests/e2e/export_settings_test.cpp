@@ -326,6 +326,20 @@ TEST_F(ExportSettings, answers_the_newer_of_two_requests_first_and_drops_the_sec
     third.expectSilence();
 }
 
+TEST_F(ExportSettings, answers_a_newer_request_that_is_still_being_read_and_reads_it_to_its_end) {
+    startWith({{"answer", "cancel"}, {"delayMs", 300}});
+    RawClient older = ask();
+    lab().waitForCalls("OpenExporter");
+    RawClient newer(helper().port());
+    newer.send(Message().byte(30).byte(1).text(first()));
+    expectAnswer(newer, 0);
+    // The rest of the request still counts; its answer finds nobody.
+    newer.send(Message().text(second()).text(movie()).byte(0));
+    lab().waitForCalls("CloseExporter", 2);
+    RawClient next = ask();
+    expectAnswer(next, 0);
+}
+
 TEST_F(ExportSettings, serves_other_connections_while_the_dialog_is_open) {
     startWith({{"answer", "ok"}, {"settings", kSettingsHex}, {"delayMs", 600}});
     RawClient client = ask();
