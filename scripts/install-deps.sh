@@ -7,6 +7,7 @@ build_packages=(
   g++ cmake ninja-build pkg-config ccache
   libglib2.0-dev        # event loops
   libgtk-4-dev          # windows
+  libplist-dev          # the information lists of camera modules
   nlohmann-json3-dev    # the camera lab's files and commands
   libcli11-dev libfmt-dev  # the tarvo command
 )

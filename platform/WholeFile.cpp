@@ -1,0 +1,139 @@
+#include "platform/WholeFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;
+constexpr mode_t kPermissionBits = 07777;
+constexpr int kNameTries = 100;
+
+/** Where a chain of symbolic links leads; the path itself when there is nothing yet. */
+std::string targetOf(const std::string& path) {
+    const std::unique_ptr<char, decltype(&std::free)> target(realpath(path.c_str(), nullptr), &std::free);
+    return target != nullptr ? target.get() : path;
+}
+
+std::string directoryOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
+}
+
+/** Short, whatever the file's own name: that may be as long as names can be. */
+std::string newNameBeside(const std::string& path) {
+    static std::atomic<unsigned> number{0};
+    return directoryOf(path) + ".tarvo-" + std::to_string(getpid()) + "-" + std::to_string(++number) +
+           ".part";
+}
+
+std::string descriptorPath(int descriptor) {
+    return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
+}  // namespace
+
+bool WholeFile::open(const std::string& path) {
+    discard();
+    target_ = targetOf(path);
+    struct stat existing {};
+    const bool exists = stat(target_.c_str(), &existing) == 0;
+    isSpecial_ = exists && !S_ISREG(existing.st_mode);
+    if (isSpecial_) {
+        // A pipe that nobody reads must not hold us up.
+        descriptor_ = ::open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+        return isOpen();
+    }
+    // The folder alone would let us replace a file that its owner has protected.
+    if (exists && access(target_.c_str(), W_OK) != 0) return false;
+    if (!openUnnamed() && !openNamed()) return false;
+    if (!exists || takePermissions()) return true;
+    discard();
+    return false;
+}
+
+bool WholeFile::write(const void* bytes, size_t size) {
+    const auto* rest = static_cast<const char*>(bytes);
+    while (size > 0) {
+        const ssize_t count = ::write(descriptor_, rest, size);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return false;
+        rest += count;
+        size -= static_cast<size_t>(count);
+    }
+    return true;
+}
+
+bool WholeFile::keep() {
+    if (!isOpen()) return false;
+    if (!isSpecial_ && beside_.empty() && !giveName()) {
+        discard();
+        return false;
+    }
+    // Some file systems tell only now that there was no room.
+    const bool isClosed = ::close(std::exchange(descriptor_, -1)) == 0;
+    if (isSpecial_) return isClosed;
+    if (isClosed && rename(beside_.c_str(), target_.c_str()) == 0) {
+        beside_.clear();
+        return true;
+    }
+    discard();
+    return false;
+}
+
+void WholeFile::discard() {
+    const int reason = errno;
+    if (isOpen()) ::close(std::exchange(descriptor_, -1));
+    if (!beside_.empty()) unlink(beside_.c_str());
+    beside_.clear();
+    errno = reason;
+}
+
+bool WholeFile::openUnnamed() {
+#ifdef O_TMPFILE
+    descriptor_ = ::open(directoryOf(target_).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, kNewFileMode);
+    // Without this path it could not be given its name.
+    if (isOpen() && access(descriptorPath(descriptor_).c_str(), F_OK) == 0) return true;
+    discard();
+#endif
+    return false;
+}
+
+bool WholeFile::openNamed() {
+    for (int i = 0; i < kNameTries; ++i) {
+        beside_ = newNameBeside(target_);
+        descriptor_ =
+            ::open(beside_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode);
+        if (isOpen()) return true;
+        beside_.clear();  // somebody else's, if anybody's
+        if (errno != EEXIST) break;
+    }
+    return false;
+}
+
+bool WholeFile::takePermissions() {
+    struct stat existing {};
+    return stat(target_.c_str(), &existing) != 0 ||
+           fchmod(descriptor_, existing.st_mode & kPermissionBits) == 0;
+}
+
+/** A name of its own first: a file can be linked to no path that is taken, but renamed to it. */
+bool WholeFile::giveName() {
+    for (int i = 0; i < kNameTries; ++i) {
+        std::string name = newNameBeside(target_);
+        if (linkat(AT_FDCWD, descriptorPath(descriptor_).c_str(), AT_FDCWD, name.c_str(),
+                   AT_SYMLINK_FOLLOW) == 0) {
+            beside_ = std::move(name);
+            return true;
+        }
+        if (errno != EEXIST) break;
+    }
+    return false;
+}
