@@ -9,8 +9,7 @@
  * copied there and back, element storage is handed over. A command that was never completed keeps it, so a
  * module that comes late writes into memory of its own command, and its completion finds nobody.
  *
- * Thread: one at a time for a tree. Every function here but CallMAIDEntryPoint's callers of a single command
- *         lets the module work, which may change the tree (RefObj.h).
+ * Thread: one at a time for a tree. Whatever lets the module work may change the tree (RefObj.h).
  * Errors: false; the module's own numbers where a number is answered.
  * Units:  polls are about 10 ms apart.
  */
@@ -64,8 +63,15 @@ bool Command_CapGetDefault(tagRefObj* object, uint32_t capability, uint32_t data
 bool Command_CapGetArray(tagRefObj* object, uint32_t capability, uint32_t dataType, MaidParam data,
                          ElementStorage* storage);
 
+/** Whether a command's result means that it will be, or has been, carried out. */
+constexpr bool isAccepted(int32_t result) {
+    return result == kMaidResultNoError || result == kMaidResultPending;
+}
+
 /** Lets the module work until the counter has reached `end`. False once the module does not let itself be
  *  polled any more; true at once, without a poll, when the counter is there already. */
 bool IdleLoop(const tagRefObj* object, const uint32_t* counter, uint32_t end);
+/** The same, and false after kPollsAfterRefusal polls. */
+bool IdleLoopAfterRefusal(const tagRefObj* object, const uint32_t* counter, uint32_t end);
 
 }  // namespace nikon

@@ -34,6 +34,7 @@ struct tagRefObj {
     tagRefObj** children = nullptr;  // exactly childCount; null when there are none
     uint32_t capCount = 0;
     NkMAIDCapInfo* capInfo = nullptr;  // exactly capCount; null when they could not be had
+    uint32_t capListNumber = 0;        // another one for each list that was stored
 
     MaidRef reference = nullptr;  // by which the module names this record to our callbacks; never an address
     bool isClosing = false;       // being closed: no children are opened, no removal begins again

@@ -1,0 +1,206 @@
+#include "Nikon/CallBack.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "Nikon/CameraData.h"
+#include "Nikon/OpenCommand.h"
+#include "Nikon/References.h"
+#include "Nikon/SignsOfLife.h"
+#include "Nikon/TransferRecord.h"
+#include "Nikon/debug.h"
+#include "TarvoRemote/NikonRemote.h"
+
+namespace nikon {
+
+namespace {
+
+constexpr uint32_t kWholePercent = 100;
+
+CameraData* cameraOf(const tagRefObj* object) {
+    constexpr int kLevels = 3;  // the object's own, its parent's, its grandparent's
+    for (int level = 0; level < kLevels && object != nullptr; ++level, object = object->parent) {
+        if (object->cameraData != nullptr) return object->cameraData;
+    }
+    return nullptr;
+}
+
+uint32_t percentOf(uint32_t done, uint32_t total) {
+    if (total == 0) return 0;
+    return static_cast<uint32_t>(std::min<uint64_t>(uint64_t{done} * kWholePercent / total, kWholePercent));
+}
+
+/** Counts the events that are being handled on this thread, one inside the other. */
+class EventDepth {
+public:
+    EventDepth() { ++depth_; }
+    ~EventDepth() { --depth_; }
+    EventDepth(const EventDepth&) = delete;
+    EventDepth& operator=(const EventDepth&) = delete;
+
+    bool isTooDeep() const { return depth_ > kDeepestEvent; }
+
+private:
+    static inline thread_local int depth_ = 0;
+};
+
+/** Modules announce children that have been opened on sight already; one record of each is enough. */
+bool openChild(tagRefObj* parent, int32_t id) {
+    return GetRefChildPtr_ID(parent, id) == nullptr && AddChild(parent, id);
+}
+
+void openBranch(tagRefObj* parent, int32_t id) {
+    if (!openChild(parent, id)) return;
+    if (tagRefObj* child = GetRefChildPtr_ID(parent, id)) EnumChildrten(child);
+}
+
+bool renewCapabilities(tagRefObj* object) {
+    std::free(object->capInfo);
+    object->capInfo = nullptr;
+    object->capCount = 0;
+    return EnumCapabilities(object, &object->capCount, &object->capInfo);
+}
+
+void logChange(uint32_t capability) {
+    debug("The value of Capability(CapID=0x%X) was changed.\n", capability);
+}
+
+/** What the four kinds of object do differently. */
+struct EventHabits {
+    void (*addChild)(tagRefObj* parent, int32_t id);  // null: has no children
+    void (*previewAdded)(uint32_t parameter);         // null: not known here
+    void (*unknown)(uint32_t event);
+};
+
+constexpr EventHabits kModuleHabits = {
+    .addChild = openBranch,
+    .previewAdded = nullptr,
+    .unknown = [](uint32_t) { debug("Detected unknown Event to the Module object.\n"); },
+};
+
+constexpr EventHabits kSourceHabits = {
+    .addChild = openBranch,
+    .previewAdded =
+        [](uint32_t parameter) { debug("Received AddPreviewImage - [0x%08X] was preprared.\n", parameter); },
+    .unknown = [](uint32_t event) { debug("Detected unknown Event to the Source object [%0X].\n", event); },
+};
+
+constexpr EventHabits kItemHabits = {
+    .addChild = [](tagRefObj* parent, int32_t id) { openChild(parent, id); },
+    .previewAdded = nullptr,
+    .unknown = [](uint32_t) { debug("Detected unknown Event to the Item object.\n"); },
+};
+
+constexpr EventHabits kDataHabits = {
+    .addChild = nullptr,
+    .previewAdded = nullptr,
+    .unknown = [](uint32_t) { debug("Detected unknown Event to the Data object.\n"); },
+};
+
+bool isData(const EventHabits& habits) {
+    return habits.addChild == nullptr;
+}
+
+void handle(const EventHabits& habits, tagRefObj* object, uint32_t event, uint32_t parameter) {
+    const auto id = static_cast<int32_t>(parameter);
+    switch (event) {
+        case kMaidEventAddChild:
+            if (!isData(habits)) habits.addChild(object, id);
+            break;
+        case kMaidEventRemoveChild:
+            if (!isData(habits)) RemoveChild(object, id);
+            break;
+        case kMaidEventWarmingUp:
+        case kMaidEventWarmedUp:
+            break;
+        case kMaidEventCapChange:
+            if (renewCapabilities(object) && isData(habits)) logChange(parameter);
+            break;
+        case kMaidEventOrphanedChildren:
+            if (isData(habits)) debug("Event_OrphanedChildren to Data object is not supported.\n");
+            break;
+        case kMaidEventCapChangeValueOnly:
+            logChange(parameter);
+            break;
+        case kMaidEventAddPreviewImage:
+            if (habits.previewAdded != nullptr) {
+                habits.previewAdded(parameter);
+                break;
+            }
+            [[fallthrough]];
+        default:
+            habits.unknown(event);
+    }
+}
+
+void handleEvent(const EventHabits& habits, MaidRef reference, uint32_t event, MaidParam parameter) {
+    const EventDepth depth;
+    tagRefObj* object = findByReference(reference);
+    if (object == nullptr || depth.isTooDeep()) return;
+    noteSignOfLife();
+    handle(habits, object, event, static_cast<uint32_t>(parameter));
+}
+
+}  // namespace
+
+void CompletionProc(NkMAIDObject*, uint32_t command, uint32_t parameter, uint32_t, MaidParam,
+                    MaidRef reference, int32_t result) {
+    if (command == kMaidCapabilityCapture) {
+        debug("Completed capture, result=%X\n", static_cast<uint32_t>(result));
+    }
+    const std::shared_ptr<Completion> completion = takeCompletion(reference);
+    if (completion == nullptr) return;
+    completion->result = result;
+    ++completion->count;
+    if (command == kMaidCommandCapStart && parameter == kMaidCapabilityAcquire) {
+        endTransfer(std::exchange(completion->transfer, nullptr));
+    }
+}
+
+void ProgressProc(uint32_t, uint32_t, MaidRef reference, uint32_t done, uint32_t total) {
+    const tagRefObj* object = findByReference(reference);
+    if (object == nullptr) return;
+    noteSignOfLife();
+    ReportProgress(object, done, total);
+}
+
+void ReportProgress(const tagRefObj* object, uint32_t done, uint32_t total) {
+    uint32_t percent = percentOf(done, total);
+    if (const CameraData* camera = cameraOf(object)) {
+        if (camera->imagesTransferred != 0) percent += kWholePercent;
+        if (camera->ulSingleDualImage != 0) percent /= 2;
+    }
+    NikonRemote_progressCallback(static_cast<int32_t>(percent));
+}
+
+int32_t DataProc(MaidRef reference, void* info, void* data) {
+    const TransferPtr transfer = findTransfer(reference);
+    if (transfer == nullptr) return kMaidResultNoDataProc;
+    noteSignOfLife();
+    if (info == nullptr) return kMaidResultUnexpectedError;
+    // Only a file's delivery has the longer head.
+    NkMAIDFileInfo head{};
+    std::memcpy(&head.base, info, sizeof head.base);
+    if ((head.base.type & kMaidDataObjectFile) != 0) std::memcpy(&head, info, sizeof head);
+    return transfer->take(head, data);
+}
+
+void ModEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
+    handleEvent(kModuleHabits, reference, event, parameter);
+}
+
+void SrcEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
+    handleEvent(kSourceHabits, reference, event, parameter);
+}
+
+void ItmEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
+    handleEvent(kItemHabits, reference, event, parameter);
+}
+
+void DatEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
+    handleEvent(kDataHabits, reference, event, parameter);
+}
+
+}  // namespace nikon
