@@ -1,5 +1,6 @@
 #include "host/client/CanonClient.h"
 
+#include "host/client/TypedCall.h"
 #include "host/client/protocol.h"
 
 namespace tarvo {
@@ -11,15 +12,6 @@ using namespace std::chrono_literals;
 constexpr auto kLibraryStartStop = 10s;
 constexpr auto kSettingPoll = 2s;
 constexpr auto kDeadlineWait = 5s;
-
-template <class T>
-CallConnection::ReadResult reader(Result<T>& result, Result<T> (*receive)(int, const Patience&)) {
-    return [&result, receive](int fd, const Patience& patience) {
-        auto received = receive(fd, patience);
-        result.value = std::move(received.value);
-        return received.error;
-    };
-}
 
 CallConnection::Call longer(CallConnection::Call call, std::chrono::milliseconds more) {
     call.limit += more;
@@ -37,34 +29,25 @@ Error CanonClient::none(const CallConnection::Call& call, const Arguments& argum
 }
 
 Result<int32_t> CanonClient::integer(const CallConnection::Call& call, const Arguments& arguments) {
-    Result<int32_t> result;
-    result.error = connection_.make(call, arguments, reader(result, receiveInt));
-    return result;
+    return makeTypedCall(connection_, call, arguments, receiveInt);
 }
 
 Result<bool> CanonClient::boolean(const CallConnection::Call& call, const Arguments& arguments) {
-    Result<uint8_t> result;
-    result.error = connection_.make(call, arguments, reader(result, receiveByte));
+    auto result = makeTypedCall(connection_, call, arguments, receiveByte);
     return {std::move(result.error), result.value != 0};
 }
 
 Result<float> CanonClient::fraction(const CallConnection::Call& call, const Arguments& arguments) {
-    Result<float> result;
-    result.error = connection_.make(call, arguments, reader(result, receiveFloat));
-    return result;
+    return makeTypedCall(connection_, call, arguments, receiveFloat);
 }
 
 Result<std::string> CanonClient::text(const CallConnection::Call& call, const Arguments& arguments) {
-    Result<std::string> result;
-    result.error = connection_.make(call, arguments, reader(result, receiveString));
-    return result;
+    return makeTypedCall(connection_, call, arguments, receiveString);
 }
 
 Result<std::vector<int32_t>> CanonClient::integers(const CallConnection::Call& call,
                                                    const Arguments& arguments) {
-    Result<std::vector<int32_t>> result;
-    result.error = connection_.make(call, arguments, reader(result, receiveInts));
-    return result;
+    return makeTypedCall(connection_, call, arguments, receiveInts);
 }
 
 Result<int32_t> CanonClient::initializeSDK() {
@@ -139,10 +122,8 @@ Result<int32_t> CanonClient::stopLiveView(int32_t handle) {
 }
 
 Result<std::vector<uint8_t>> CanonClient::getLiveViewImage(int32_t handle) {
-    Result<std::vector<uint8_t>> result;
-    result.error = connection_.make(describe(kCanonDoGetLiveViewImageData, "DoGetLiveViewImageData"),
-                                    Arguments().addInt(handle), reader(result, receiveBytes));
-    return result;
+    return makeTypedCall(connection_, describe(kCanonDoGetLiveViewImageData, "DoGetLiveViewImageData"),
+                         Arguments().addInt(handle), receiveBytes);
 }
 
 Result<bool> CanonClient::isLiveViewZoom(int32_t handle) {

@@ -49,6 +49,32 @@ enum CanonMethod : uint8_t {
     kCanonDownloadImage = 27,
 };
 
+enum NikonMethod : uint8_t {
+    kNikonInitializeSDK = 1,
+    kNikonTerminateSDK = 2,
+    kNikonGetCameraCount = 3,
+    kNikonGetCameraTypeAtIndex = 4,
+    kNikonSelectCameraAtIndex = 5,
+    kNikonGetSettingOptions = 6,
+    kNikonGetSetting = 7,
+    kNikonSetSetting = 8,
+    kNikonGetBatteryLevel = 9,
+    kNikonGetBracketing = 10,
+    kNikonSetLiveView = 11,
+    kNikonIsLiveView = 12,
+    kNikonGetLiveViewImage = 13,
+    kNikonDriveFocus = 14,
+    kNikonSetLiveViewZoomPosition = 15,
+    kNikonGetLiveViewZoomPositionX = 16,
+    kNikonGetLiveViewZoomPositionY = 17,
+    kNikonGetLiveViewZoomWidth = 18,
+    kNikonGetLiveViewZoomHeight = 19,
+    kNikonCaptureImage = 20,
+    kNikonReleaseCamera = 21,
+    kNikonPreCaptureImage = 22,
+    kNikonCheckForImages = 23,
+};
+
 // Callback messages: module byte, marker, kind byte, then 32-bit ints; how many follows from module and kind.
 constexpr int32_t kCallbackMarker = 0x112233;
 enum EventKind : uint8_t { kEventObject = 1, kEventProperty = 2, kEventState = 3, kEventProgress = 4 };
@@ -59,6 +85,14 @@ constexpr int32_t kPropertyEventOptionsChanged = 0x102;
 constexpr int32_t kStateEventShutdown = 0x301;  // the camera is gone: its session answers nothing any more
 constexpr int32_t kStateEventWillSoonShutDown = 0x303;
 constexpr int32_t kStateEventCaptureError = 0x305;
+
+// The one int of a Nikon camera's state event.
+constexpr int32_t kNikonStatusCameraGone =
+    0;                                     // unplugged or switched off; its handle has still to be released
+constexpr int32_t kNikonStatusTooHot = 1;  // live view is about to end for heat
+
+// What a Nikon module answers as the type of a camera that is not there.
+constexpr int32_t kNikonNoCameraType = 65535;
 
 constexpr uint16_t kFirstPort = 54839;
 constexpr uint16_t kLastPort = 54899;
@@ -79,5 +113,15 @@ constexpr int32_t kStatusNoSession = 130;
 constexpr int32_t kStatusLiveViewRefused = 134;
 constexpr int32_t kStatusPathText = 1001;
 constexpr int32_t kStatusPathAddress = 1002;
+
+// What the Nikon capture calls answer; the sentences for them are in NikonText.h.
+constexpr int32_t kNikonNoSource = -1;
+constexpr int32_t kNikonPathTooLong = -2;
+constexpr int32_t kNikonCaptureFailed = -3;
+constexpr int32_t kNikonModuleFailed = -31;
+constexpr int32_t kNikonNoImage = -4;  // from a look for pictures: the item cannot be opened
+constexpr int32_t kNikonImageNotOpened = -5;
+constexpr int32_t kNikonImageNotFound = -51;
+constexpr int32_t kNikonTransferFailed = -60;
 
 }  // namespace tarvo
