@@ -8,6 +8,10 @@ build_packages=(
   libglib2.0-dev        # event loops
   libgtk-4-dev          # windows
   libplist-dev          # the information lists of camera modules
+  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev  # movies
+  # What GStreamer finds at run time: the base, movie files and pictures, H.264, AAC and what else there is to
+  # decode.
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-ugly gstreamer1.0-libav
   nlohmann-json3-dev    # the camera lab's files and commands
   libcli11-dev libfmt-dev  # the tarvo command
 )
@@ -15,6 +19,7 @@ test_packages=(
   libgtest-dev libbenchmark-dev
   clang-format clang-tidy
   xvfb xdotool x11-utils  # windows without a display
+  ffmpeg                  # looks at exported movies with eyes of its own
   python3 git
 )
 

@@ -19,8 +19,10 @@
 
 using OSErr = int16_t;
 
-constexpr OSErr kQTFileNotFound = -43;    ///< there is no such file
-constexpr OSErr kQTParameterError = -50;  ///< a null pointer, or text that can be no path
+constexpr OSErr kQTReadError = -36;        ///< the file could not be read on, or not in time
+constexpr OSErr kQTFileNotFound = -43;     ///< there is no such file
+constexpr OSErr kQTParameterError = -50;   ///< a null pointer, or text that can be no path
+constexpr OSErr kQTPermissionError = -54;  ///< the file may not be read by this user
 constexpr OSErr kQTNotEnoughMemory = -108;
 constexpr OSErr kQTNotAMovie = -2048;       ///< the file is there but can't be read as a movie
 constexpr OSErr kQTBadContainer = -2101;    ///< the bytes are no atom container, or not one of these settings
@@ -46,7 +48,8 @@ QUICKTIME_EXPORT OSErr EnterMovies();
 QUICKTIME_EXPORT OSErr QTNewDataReferenceFromFullPath(const char* path, QTDataReference* out);
 QUICKTIME_EXPORT void QTDisposeDataReference(QTDataReference reference);
 
-/** Opens the movie. kQTFileNotFound, kQTNotAMovie, or what else stands in the way. */
+/** Opens the movie. kQTFileNotFound, kQTPermissionError, kQTReadError, kQTNotAMovie, or what else stands in the
+ * way. */
 QUICKTIME_EXPORT OSErr NewMovieFromDataRef(Movie* out, bool isActive, QTDataReference reference);
 QUICKTIME_EXPORT int64_t GetMovieDuration(Movie movie);
 QUICKTIME_EXPORT void DisposeMovie(Movie movie);

@@ -1,12 +1,11 @@
 #include <gtk/gtk.h>
 
-#include <cerrno>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include "WindowToolkit.h"
 #include "X11Windows.h"
+#include "frameworks/UserInterface/gtk/GtkDisplay.h"
 #include "placement.h"
 
 namespace {
@@ -35,30 +34,8 @@ GtkWindow* asGtk(ToolkitWindow* window) {
     return reinterpret_cast<GtkWindow*>(window);
 }
 
-/** Once, before GTK starts. */
-void prepareGtk() {
-    // The log prints numbers; GTK must not switch the process to the user's decimal comma.
-    gtk_disable_setlocale();
-    // What desktops group and name the windows by.
-    if (g_get_prgname() == nullptr) {
-        g_set_prgname(program_invocation_short_name);
-    }
-}
-
 OSStatus open() {
-    static std::once_flag isPrepared;
-    std::call_once(isPrepared, prepareGtk);
-    // After a first failure gtk_init_check() claims success, so the display is what is asked for.
-    gtk_init_check();
-    GdkDisplay* display = gdk_display_get_default();
-    if (display == nullptr) {
-        display = gdk_display_open(nullptr);
-    }
-    if (display == nullptr) {
-        return errNoWindowSystem;
-    }
-    surviveLossOf(display);
-    return noErr;
+    return openGtkDisplay() != nullptr ? noErr : errNoWindowSystem;
 }
 
 void onDestroy(GtkWindow* window, gpointer) {

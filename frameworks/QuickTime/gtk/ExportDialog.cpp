@@ -1,0 +1,244 @@
+/* The plug-in: the dialog of the export settings. */
+#include <exception>
+#include <memory>
+
+#include "frameworks/QuickTime/gtk/DialogToolkit.h"
+#include "frameworks/QuickTime/gtk/SettingsPane.h"
+#include "frameworks/QuickTime/gtk/Summary.h"
+#include "frameworks/UserInterface/gtk/GtkDisplay.h"
+#include "frameworks/UserInterface/gtk/X11Windows.h"
+#include "frameworks/UserInterface/gtk/placement.h"
+
+namespace {
+
+constexpr int kMargin = 18;
+constexpr int kSpacing = 12;
+constexpr int kWidth = 480;
+constexpr int kWidestNameChars = 40;
+
+enum class Outcome { none, accepted, cancelled, lost };
+
+class ExportDialog {
+public:
+    explicit ExportDialog(ExportDialogRequest& request);
+    ~ExportDialog();
+    ExportDialog(const ExportDialog&) = delete;
+    ExportDialog& operator=(const ExportDialog&) = delete;
+
+    Outcome run();
+
+private:
+    void build();
+    GtkWidget* makeHeader() const;
+    GtkWidget* makeSummary();
+    GtkWidget* makeButtons();
+    void watch();
+    void show();
+    void end(Outcome outcome);
+    void describeChoice();
+    bool isInList() const;
+
+    static void onAccept(GtkWidget* button, ExportDialog* dialog);
+    static void onCancel(GtkWidget* button, ExportDialog* dialog);
+    static gboolean onCloseRequest(GtkWindow* window, ExportDialog* dialog);
+    static void onDestroy(GtkWidget* window, ExportDialog* dialog);
+    static gboolean onKey(GtkEventControllerKey* keys, guint key, guint code, GdkModifierType modifiers,
+                          ExportDialog* dialog);
+
+    ExportDialogRequest& request_;
+    std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> loop_;
+    GtkWidget* window_ = nullptr;
+    std::unique_ptr<movies::SettingsPane> pane_;
+    GtkWidget* summary_ = nullptr;
+    GtkWidget* cancel_ = nullptr;
+    GtkWidget* accept_ = nullptr;
+    Outcome outcome_ = Outcome::none;
+};
+
+/** The loop is the one of the main thread's context: everything else on it goes on, while posted events,
+ * which lie outside of it, wait until the dialog is closed. */
+ExportDialog::ExportDialog(ExportDialogRequest& request)
+    : request_(request), loop_(g_main_loop_new(nullptr, FALSE), g_main_loop_unref) {
+    build();
+    watch();
+    describeChoice();
+}
+
+ExportDialog::~ExportDialog() {
+    if (window_ != nullptr) gtk_window_destroy(GTK_WINDOW(window_));
+}
+
+void ExportDialog::build() {
+    const std::unique_ptr<gchar, decltype(&g_free)> name(g_utf8_make_valid(request_.movie.name.c_str(), -1),
+                                                         g_free);
+    window_ = gtk_window_new();
+    gtk_window_set_title(GTK_WINDOW(window_), (std::string("Export Settings: ") + name.get()).c_str());
+    gtk_window_set_resizable(GTK_WINDOW(window_), FALSE);
+    gtk_window_set_icon_name(GTK_WINDOW(window_), "video-x-generic");
+    GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_VERTICAL, kSpacing);
+    gtk_widget_set_margin_start(box, kMargin);
+    gtk_widget_set_margin_end(box, kMargin);
+    gtk_widget_set_margin_top(box, kMargin);
+    gtk_widget_set_margin_bottom(box, kMargin);
+    gtk_widget_set_size_request(box, kWidth, -1);
+    pane_ = std::make_unique<movies::SettingsPane>(request_, [this] { describeChoice(); });
+    for (GtkWidget* const part :
+         {makeHeader(), gtk_separator_new(GTK_ORIENTATION_HORIZONTAL), pane_->widget(),
+          gtk_separator_new(GTK_ORIENTATION_HORIZONTAL), makeSummary(), makeButtons()})
+        gtk_box_append(GTK_BOX(box), part);
+    gtk_window_set_child(GTK_WINDOW(window_), box);
+    gtk_window_set_default_widget(GTK_WINDOW(window_), accept_);
+}
+
+GtkWidget* ExportDialog::makeHeader() const {
+    GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_VERTICAL, kSpacing / 2);
+    const std::unique_ptr<gchar, decltype(&g_free)> name(g_utf8_make_valid(request_.movie.name.c_str(), -1),
+                                                         g_free);
+    GtkWidget* const title = gtk_label_new(name.get());
+    gtk_label_set_xalign(GTK_LABEL(title), 0);
+    gtk_label_set_ellipsize(GTK_LABEL(title), PANGO_ELLIPSIZE_MIDDLE);
+    gtk_label_set_max_width_chars(GTK_LABEL(title), kWidestNameChars);
+    gtk_widget_add_css_class(title, "title-3");
+    GtkWidget* const facts = gtk_label_new(movies::movieText(request_.movie).c_str());
+    gtk_label_set_xalign(GTK_LABEL(facts), 0);
+    gtk_label_set_wrap(GTK_LABEL(facts), TRUE);
+    gtk_widget_add_css_class(facts, "dim-label");
+    gtk_box_append(GTK_BOX(box), title);
+    gtk_box_append(GTK_BOX(box), facts);
+    return box;
+}
+
+GtkWidget* ExportDialog::makeSummary() {
+    // Screen readers tell its changes by themselves.
+    summary_ =
+        GTK_WIDGET(g_object_new(GTK_TYPE_LABEL, "accessible-role", GTK_ACCESSIBLE_ROLE_STATUS, nullptr));
+    gtk_label_set_xalign(GTK_LABEL(summary_), 0);
+    gtk_label_set_wrap(GTK_LABEL(summary_), TRUE);
+    return summary_;
+}
+
+GtkWidget* ExportDialog::makeButtons() {
+    cancel_ = gtk_button_new_with_mnemonic("C_ancel");
+    accept_ = gtk_button_new_with_label("OK");
+    gtk_widget_add_css_class(accept_, "suggested-action");
+    GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, kSpacing);
+    gtk_box_set_homogeneous(GTK_BOX(box), TRUE);
+    gtk_widget_set_halign(box, GTK_ALIGN_END);
+    gtk_box_append(GTK_BOX(box), cancel_);
+    gtk_box_append(GTK_BOX(box), accept_);
+    return box;
+}
+
+void ExportDialog::watch() {
+    g_signal_connect(accept_, "clicked", G_CALLBACK(onAccept), this);
+    g_signal_connect(cancel_, "clicked", G_CALLBACK(onCancel), this);
+    g_signal_connect(window_, "close-request", G_CALLBACK(onCloseRequest), this);
+    g_signal_connect(window_, "destroy", G_CALLBACK(onDestroy), this);
+    // Before the controls get them: Return means OK in a number or a list, too.
+    GtkEventController* const keys = gtk_event_controller_key_new();
+    gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
+    g_signal_connect(keys, "key-pressed", G_CALLBACK(onKey), this);
+    gtk_widget_add_controller(window_, keys);
+}
+
+void ExportDialog::describeChoice() {
+    if (pane_ == nullptr || summary_ == nullptr) return;
+    const atoms::ExportChoice choice = pane_->choice();
+    const std::string text = movies::choiceText(choice, request_.movie, request_.formats, request_.seconds);
+    gtk_label_set_text(GTK_LABEL(summary_), text.c_str());
+    gtk_widget_set_sensitive(accept_, movies::estimateBytes(choice, request_.movie, request_.formats, 1) > 0);
+}
+
+bool ExportDialog::isInList() const {
+    GtkWidget* const focus = gtk_window_get_focus(GTK_WINDOW(window_));
+    return focus != nullptr && gtk_widget_get_ancestor(focus, GTK_TYPE_POPOVER) != nullptr;
+}
+
+gboolean ExportDialog::onKey(GtkEventControllerKey*, guint key, guint, GdkModifierType,
+                             ExportDialog* dialog) {
+    // A list that hangs open has the keys for itself; while it opens they would hit what is behind it.
+    if (dialog->pane_->hasOpenList()) return dialog->isInList() ? FALSE : TRUE;
+    if (key == GDK_KEY_Escape) {
+        dialog->end(Outcome::cancelled);
+        return TRUE;
+    }
+    const bool isReturn = key == GDK_KEY_Return || key == GDK_KEY_KP_Enter || key == GDK_KEY_ISO_Enter;
+    if (!isReturn || gtk_window_get_focus(GTK_WINDOW(dialog->window_)) == dialog->cancel_) return FALSE;
+    dialog->pane_->finishTyping();
+    if (gtk_widget_get_sensitive(dialog->accept_)) dialog->end(Outcome::accepted);
+    return TRUE;
+}
+
+void ExportDialog::onAccept(GtkWidget*, ExportDialog* dialog) {
+    dialog->pane_->finishTyping();
+    if (gtk_widget_get_sensitive(dialog->accept_)) dialog->end(Outcome::accepted);
+}
+
+void ExportDialog::onCancel(GtkWidget*, ExportDialog* dialog) {
+    dialog->end(Outcome::cancelled);
+}
+
+gboolean ExportDialog::onCloseRequest(GtkWindow*, ExportDialog* dialog) {
+    dialog->end(Outcome::cancelled);
+    return TRUE;  // it is destroyed when its loop has ended
+}
+
+/** Nobody but us closes the window, unless the display goes. */
+void ExportDialog::onDestroy(GtkWidget*, ExportDialog* dialog) {
+    dialog->window_ = nullptr;
+    dialog->end(Outcome::lost);
+}
+
+void ExportDialog::end(Outcome outcome) {
+    if (outcome_ == Outcome::none) {
+        outcome_ = outcome;
+        if (outcome == Outcome::accepted) request_.choice = pane_->choice();
+    }
+    g_main_loop_quit(loop_.get());
+}
+
+/** In the middle of the screen, where the window system lets windows be placed. */
+void ExportDialog::show() {
+    GtkRequisition size{};
+    gtk_widget_get_preferred_size(window_, nullptr, &size);
+    GdkDisplay* const display = gtk_widget_get_display(window_);
+    const bool isPlaced = canPlaceWindows(display);
+    const WindowPlace place =
+        isPlaced ? centred(mainScreen(display), {size.width, size.height}) : WindowPlace{};
+    // Once for screens without a window manager, and once more for managers.
+    if (isPlaced) {
+        gtk_widget_realize(window_);
+        moveWindow(GTK_WINDOW(window_), place);
+    }
+    gtk_window_present(GTK_WINDOW(window_));
+    if (isPlaced) moveWindow(GTK_WINDOW(window_), place);
+}
+
+Outcome ExportDialog::run() {
+    show();
+    if (outcome_ == Outcome::none) g_main_loop_run(loop_.get());
+    return outcome_;
+}
+
+OSErr open() {
+    return openGtkDisplay() != nullptr ? OSErr{0} : kQTNoWindowSystem;
+}
+
+OSErr run(ExportDialogRequest& request, bool* isCancelled) {
+    try {
+        ExportDialog dialog(request);
+        const Outcome outcome = dialog.run();
+        if (outcome == Outcome::lost) return kQTNoWindowSystem;
+        *isCancelled = outcome != Outcome::accepted;
+        return 0;
+    } catch (const std::exception&) {
+        return kQTNotEnoughMemory;
+    }
+}
+
+}  // namespace
+
+const DialogToolkit* tarvoDialogToolkit() {
+    static constexpr DialogToolkit toolkit = {open, run};
+    return &toolkit;
+}
