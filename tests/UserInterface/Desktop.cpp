@@ -132,6 +132,14 @@ void Desktop::pressKeys(const SeenWindow& window, const std::string& keys) const
     ChildProcess({"xdotool", "key", keys}, {{"DISPLAY", name_}}).finish();
 }
 
+void Desktop::click(const SeenWindow& window, int x, int y) const {
+    const int left = window.x + (x < 0 ? window.width : 0) + x;
+    const int top = window.y + (y < 0 ? window.height : 0) + y;
+    ChildProcess({"xdotool", "mousemove", std::to_string(left), std::to_string(top), "click", "1"},
+                 {{"DISPLAY", name_}})
+        .finish();
+}
+
 void Desktop::end() {
     connection_.reset();
     server_->end(SIGTERM);

@@ -48,6 +48,8 @@ public:
     void closeWindow(const SeenWindow& window) const;
     /** Presses keys as xdotool names them ("ctrl+n") while the window has the focus. */
     void pressKeys(const SeenWindow& window, const std::string& keys) const;
+    /** Clicks at a place of the window, from its upper left corner; negative: from its lower right one. */
+    void click(const SeenWindow& window, int x, int y) const;
     /** Ends the server under its clients' feet. */
     void end();
 

@@ -75,7 +75,7 @@ std::string describePng(const ExportChoice&) {
 }
 
 std::string describeProRes(const ExportChoice&) {
-    return "avenc_prores_ks profile=standard ! video/x-prores,variant=standard";
+    return "avenc_prores_ks profile=standard ! capsfilter caps=video/x-prores,variant=standard";
 }
 
 std::string describeUncompressed(const ExportChoice&) {

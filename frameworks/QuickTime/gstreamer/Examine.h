@@ -1,8 +1,8 @@
 /* Examine.h: looks into a movie file without playing it.
  *
  * Thread: any, after startGst(). It returns when it knows, or after a time limit.
- * Errors: kQTNotAMovie: there is no track in it that goes on in time; kQTReadError: it could not be found out
- * in time, or the file could not be read on.
+ * Errors: kQTNotAMovie: there is no track in it that goes on in time; kQTReadError: the file could not be
+ * read on in time.
  */
 #pragma once
 

@@ -202,8 +202,10 @@ GtkWidget* SettingsPane::makeSound(const ExportDialogRequest& /*request*/) {
     return makeGroup(hasSound_, soundRows_);
 }
 
-void SettingsPane::onChanged(GtkWidget* /*widget*/, SettingsPane* pane) {
+void SettingsPane::onChanged(GtkWidget* widget, SettingsPane* pane) {
     pane->settle();
+    // Whoever chooses a data rate says next which one.
+    if (widget == pane->byDataRate_ && isOn(widget)) gtk_widget_grab_focus(pane->dataRate_);
     pane->onChange_();
 }
 

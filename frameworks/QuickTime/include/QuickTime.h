@@ -48,8 +48,8 @@ QUICKTIME_EXPORT OSErr EnterMovies();
 QUICKTIME_EXPORT OSErr QTNewDataReferenceFromFullPath(const char* path, QTDataReference* out);
 QUICKTIME_EXPORT void QTDisposeDataReference(QTDataReference reference);
 
-/** Opens the movie. kQTFileNotFound, kQTPermissionError, kQTReadError, kQTNotAMovie, or what else stands in the
- * way. */
+/** Opens the movie. kQTFileNotFound, kQTPermissionError, kQTReadError, kQTNotAMovie, or what else stands in
+ * the way. */
 QUICKTIME_EXPORT OSErr NewMovieFromDataRef(Movie* out, bool isActive, QTDataReference reference);
 QUICKTIME_EXPORT int64_t GetMovieDuration(Movie movie);
 QUICKTIME_EXPORT void DisposeMovie(Movie movie);
