@@ -25,7 +25,8 @@ function(tarvo_run_path target)
 endfunction()
 
 # tarvo_framework(target name set sources...): a device-facing library with the fixed name lib<name>.so
-# in one of the two sets ("hardware" or "simulated").
+# in one of the two sets ("hardware" or "simulated"). Its interface is in the folder include/ beside the
+# calling CMakeLists.txt.
 function(tarvo_framework target name set)
   add_library(${target} SHARED ${ARGN})
   set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name})
@@ -37,6 +38,6 @@ function(tarvo_framework target name set)
     tarvo_place(${target} ${TARVO_HARDWARE_DIR})
     tarvo_run_path(${target} "$ORIGIN" "$ORIGIN/..")
   endif()
-  target_include_directories(${target} PUBLIC ${CMAKE_SOURCE_DIR}/frameworks/${name}/include)
+  target_include_directories(${target} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/include)
   target_link_libraries(${target} PRIVATE tarvo_options)
 endfunction()

@@ -7,8 +7,8 @@
 
 #include "lab/Document.h"
 #include "lab/NikonFields.h"
-#include "lab/VideoFields.h"
 #include "lab/canon/Body.h"
+#include "lab/video/Camera.h"
 
 namespace lab {
 
@@ -32,7 +32,7 @@ constexpr std::string_view kDefaultScenario = R"({
         { "unit": 2, "selector": 8, "size": 2, "min": 0, "max": 255, "cur": 24 },
         { "unit": 2, "selector": 10, "size": 2, "min": 2000, "max": 6500, "cur": 4000 },
         { "unit": 2, "selector": 11, "size": 1, "min": 0, "max": 1, "cur": 1 } ] } },
-    { "id": "builtin-1", "family": "video", "name": "Built-in Camera", "media": ["video"],
+    { "id": "builtin-1", "family": "video", "name": "Built-in iSight", "media": ["video"],
       "uniqueId": "builtin", "width": 640, "height": 480, "fps": 30 },
     { "id": "microphone-1", "family": "video", "name": "Built-in Microphone", "media": ["sound"],
       "uniqueId": "microphone" }
@@ -75,12 +75,33 @@ DeviceRef makeCanon(Fields& fields, std::string id, const Context& context) {
     return std::make_shared<canon::Body>(std::move(setup));
 }
 
-DeviceRef makeStored(Fields& fields, std::string id, Family family, const Json& json,
-                     const Context& context) {
-    family == Family::nikon ? checkNikonFields(fields, context) : checkVideoFields(fields, context);
+DeviceRef makeVideo(Fields& fields, std::string id, const Context& context) {
+    video::CameraSetup setup;
+    setup.id = std::move(id);
+    video::readCameraSetup(fields, context, setup);
     fields.finish();
     if (!fields.report().isFine()) return nullptr;
-    return std::make_shared<StoredDevice>(std::move(id), family, std::make_unique<Json>(json));
+    return std::make_shared<video::Camera>(std::move(setup));
+}
+
+DeviceRef makeNikon(Fields& fields, std::string id, const Json& json, const Context& context) {
+    checkNikonFields(fields, context);
+    fields.finish();
+    if (!fields.report().isFine()) return nullptr;
+    return std::make_shared<StoredDevice>(std::move(id), Family::nikon, std::make_unique<Json>(json));
+}
+
+DeviceRef makeDevice(Fields& fields, std::string id, Family family, const Json& json,
+                     const Context& context) {
+    switch (family) {
+        case Family::canon:
+            return makeCanon(fields, std::move(id), context);
+        case Family::nikon:
+            return makeNikon(fields, std::move(id), json, context);
+        case Family::video:
+            return makeVideo(fields, std::move(id), context);
+    }
+    return nullptr;
 }
 
 void readDevices(Fields& fields, const Context& context, Setup& out) {
@@ -123,8 +144,7 @@ DeviceRef parseDevice(const Json& json, const std::string& path, const Context& 
     if (!readId(fields, id) || !readFamily(fields, family)) return nullptr;
     bool isAttached = true;
     fields.flag("attached", isAttached);
-    DeviceRef device = family == Family::canon ? makeCanon(fields, std::move(id), context)
-                                               : makeStored(fields, std::move(id), family, json, context);
+    DeviceRef device = makeDevice(fields, std::move(id), family, json, context);
     if (device && !isAttached) device->detach();
     return device;
 }

@@ -7,9 +7,11 @@
 
 #include <functional>
 
+#include "lab/Export.h"
+
 namespace lab {
 
 /** Throws std::system_error when there is no thread to be had. The name has at most 15 bytes. */
-void startThread(const char* name, std::function<void()> body);
+LAB_EXPORT void startThread(const char* name, std::function<void()> body);
 
 }  // namespace lab

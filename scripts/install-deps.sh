@@ -14,6 +14,7 @@ build_packages=(
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-ugly gstreamer1.0-libav
   nlohmann-json3-dev    # the camera lab's files and commands
   libcli11-dev libfmt-dev  # the tarvo command
+  libjpeg62-turbo-dev   # the pictures that simulated webcams show
 )
 test_packages=(
   libgtest-dev libbenchmark-dev

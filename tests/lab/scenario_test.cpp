@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "lab/video/Camera.h"
 #include "tests/lab/support.h"
 
 namespace test {
@@ -125,7 +126,18 @@ TEST(ScenarioErrors, are_told_with_their_place) {
          "devices[0].liveview[0].header: expected bytes as pairs of hexadecimal digits"},
         {videoWith(R"("media": ["film"])"),
          "devices[0].media[0]: expected \"video\", \"muxed\" or \"sound\", found the text \"film\""},
-        {videoWith(R"("width": 0)"), "devices[0].width: expected 1 to 65535, found 0"},
+        {videoWith(R"("width": -1)"), "devices[0].width: expected 0 to 16384, found -1"},
+        {videoWith(R"("width": 640, "bytesPerRow": 2559)"),
+         "devices[0].bytesPerRow: expected 2560 to 68096, found 2559"},
+        {videoWith(R"("noise": 256)"), "devices[0].noise: expected 0 to 255, found 256"},
+        {videoWith(R"("sizes": [[0, 480]])"), "devices[0].sizes[0]: expected [width, height], found a list"},
+        {videoWith(R"("uvc": {"controls": [{"unit": 1, "selector": 4, "size": 1, "cur": 256}]})"),
+         "devices[0].uvc.controls[0].cur: does not fit into 1 bytes"},
+        {videoWith(R"("uvc": {"controls": [{"unit": 1, "selector": 4, "size": 65}]})"),
+         "devices[0].uvc.controls[0].size: expected 1 to 64, found 65"},
+        {videoWith(R"("uvc": {"controls": [{"unit": 1, "selector": 4, "size": 1},
+                                           {"unit": 1, "selector": 4, "size": 2}]})"),
+         "devices[0].uvc.controls[1]: the control 1:4 stands here twice"},
         {videoWith(R"("fps": "fast")"), "devices[0].fps: expected a number, found the text \"fast\""},
         {videoWith(R"("frames": "noise")"),
          "devices[0].frames: expected \"pattern\" or a list of paths, found the text \"noise\""},
@@ -198,8 +210,16 @@ TEST(Scenarios, of_every_family_are_read_whole) {
     EXPECT_FALSE(setup.devices[0]->isAttached());
     EXPECT_EQ(setup.devices[1]->family(), lab::Family::nikon);
     EXPECT_TRUE(setup.devices[1]->isAttached());
-    const auto& stored = dynamic_cast<const lab::StoredDevice&>(*setup.devices[2]);
-    EXPECT_EQ(stored.settings()["uvc"]["controls"][0]["cur"], 156);
+    const auto& camera = dynamic_cast<const lab::video::Camera&>(*setup.devices[2]).setup();
+    EXPECT_EQ(camera.name, "Cam");
+    EXPECT_EQ(camera.media.size(), 3u);
+    EXPECT_EQ(camera.fps, 29.97);
+    EXPECT_EQ(camera.rowSurplus, 40u);
+    EXPECT_EQ(camera.frames, std::vector<std::string>{folder.file("photo.jpg")});
+    EXPECT_EQ(camera.sizes, (std::vector<lab::video::Size>{{320, 240}, {640, 480}}));
+    ASSERT_TRUE(camera.usb.has_value());
+    EXPECT_EQ(camera.usb->location, 0x1A110000u);
+    EXPECT_EQ(camera.usb->controls[0].current, (std::vector<uint8_t>{156, 0, 0, 0}));
     EXPECT_EQ(setup.photos, std::vector<std::string>{folder.file("photo.jpg")});
     EXPECT_EQ(setup.dialog.answer, lab::Dialog::Answer::error);
     EXPECT_EQ(setup.dialog.status, -128);
