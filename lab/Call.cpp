@@ -78,6 +78,10 @@ Call& Call::number(std::string_view key, int64_t value) {
     });
 }
 
+Call& Call::match(std::string_view key, int64_t value) {
+    return note([&](CallRecord& record) { record.numbers.emplace_back(key, value); });
+}
+
 Call& Call::flag(std::string_view key, bool value) {
     return note([&](CallRecord& record) { record.args.key(key).boolean(value); });
 }

@@ -41,6 +41,8 @@ public:
     /** Arguments, in the order in which they shall be shown. Numbers are also what faults match on. */
     Call& number(std::string_view key, int64_t value);
     Call& flag(std::string_view key, bool value);
+    /** What faults may match on beside the arguments that are shown. */
+    Call& match(std::string_view key, int64_t value);
     Call& text(std::string_view key, std::string_view value);
     Call& bytes(std::string_view key, const void* data, size_t size);
     /** Nothing: the argument was missing. */

@@ -1,0 +1,76 @@
+#include "frameworks/USB/simulated/Device.h"
+
+#include <array>
+#include <new>
+
+#include "frameworks/USB/simulated/Interface.h"
+#include "frameworks/USB/simulated/PlugIn.h"
+#include "frameworks/USB/simulated/Services.h"
+
+namespace bus {
+
+namespace {
+
+/** The video-control interface, the only one that the lab's devices have. */
+constexpr IOUSBFindInterfaceRequest kVideoControl{14, 1, 0, 0};
+
+bool isWanted(const IOUSBFindInterfaceRequest& request) {
+    struct Pair {
+        uint16_t wanted;
+        uint16_t present;
+    };
+    const std::array<Pair, 4> pairs = {{{request.bInterfaceClass, kVideoControl.bInterfaceClass},
+                                        {request.bInterfaceSubClass, kVideoControl.bInterfaceSubClass},
+                                        {request.bInterfaceProtocol, kVideoControl.bInterfaceProtocol},
+                                        {request.bAlternateSetting, kVideoControl.bAlternateSetting}}};
+    for (const Pair& pair : pairs) {
+        if (pair.wanted != kIOUSBFindInterfaceDontCare && pair.wanted != pair.present) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+template <typename Number>
+IOReturn Device::tell(Number value, Number* out) const {
+    if (out == nullptr) return kIOReturnBadArgument;
+    if (!at_.isHere()) return kIOReturnNoDevice;
+    *out = value;
+    return kIOReturnSuccess;
+}
+
+IOReturn Device::GetLocationID(uint32_t* locationID) {
+    return tell(at_.usb().location, locationID);
+}
+
+IOReturn Device::GetDeviceVendor(uint16_t* vendor) {
+    return tell(at_.usb().vendor, vendor);
+}
+
+IOReturn Device::GetDeviceProduct(uint16_t* product) {
+    return tell(at_.usb().product, product);
+}
+
+IOReturn Device::CreateInterfaceIterator(const IOUSBFindInterfaceRequest* request, IOIterator** iterator) {
+    if (request == nullptr) return kIOReturnBadArgument;
+    if (!at_.isHere()) return kIOReturnNoDevice;
+    return handOut(iterator, [&] {
+        std::vector<Ref<Service>> services;
+        if (isWanted(*request)) {
+            services.push_back(Ref<Service>::adopt(new Service(at_, IOUserClientType::Interface)));
+        }
+        return new Iterator(std::move(services));
+    });
+}
+
+IOReturn PlugIn::QueryInterface(IOUSBDeviceInterface** device) {
+    if (type_ != IOUserClientType::Device) return kIOReturnBadArgument;
+    return handOut(device, [&] { return new Device(at_); });
+}
+
+IOReturn PlugIn::QueryInterface(IOUSBInterfaceInterface** interface) {
+    if (type_ != IOUserClientType::Interface) return kIOReturnBadArgument;
+    return handOut(interface, [&] { return new Interface(at_); });
+}
+
+}  // namespace bus

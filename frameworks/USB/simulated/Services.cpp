@@ -1,0 +1,54 @@
+#include "frameworks/USB/simulated/Services.h"
+
+#include <new>
+
+#include "frameworks/USB/simulated/PlugIn.h"
+#include "lab/World.h"
+
+namespace bus {
+
+namespace {
+
+using lab::video::Camera;
+
+bool isWanted(const lab::video::UsbSetup& usb, const IOServiceMatching& matching) {
+    return !matching.hasIds || (matching.idVendor == usb.vendor && matching.idProduct == usb.product);
+}
+
+std::vector<Ref<Service>> matchingServices(const IOServiceMatching& matching) {
+    std::vector<Ref<Service>> services;
+    for (const lab::DeviceRef& device : lab::World::instance().devices()) {
+        const auto camera = std::dynamic_pointer_cast<Camera>(device);
+        if (!camera || !camera->setup().usb || !isWanted(*camera->setup().usb, matching)) continue;
+        const std::optional<lab::video::Link> link = camera->link();
+        if (!link) continue;
+        services.push_back(Ref<Service>::adopt(new Service({camera, *link}, IOUserClientType::Device)));
+    }
+    return services;
+}
+
+}  // namespace
+
+IOService* Iterator::next() {
+    return next_ < services_.size() ? services_[next_++].take() : nullptr;
+}
+
+}  // namespace bus
+
+IOReturn IOServiceGetMatchingServices(const IOServiceMatching& matching, IOIterator** iterator) {
+    return bus::handOut(iterator, [&] { return new bus::Iterator(bus::matchingServices(matching)); });
+}
+
+IOReturn IOCreatePlugInInterfaceForService(IOService& service, IOUserClientType type,
+                                           IOCFPlugInInterface** plugIn) {
+    const auto& own = static_cast<const bus::Service&>(service);
+    if (type != own.type) return kIOReturnBadArgument;
+    if (!own.at.isHere()) return kIOReturnNoDevice;
+    return bus::handOut(plugIn, [&] { return new bus::PlugIn(own.at, type); });
+}
+
+IOReturn IOObjectRelease(IOService* service) {
+    if (service == nullptr) return kIOReturnBadArgument;
+    service->release();
+    return kIOReturnSuccess;
+}
