@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "TarvoRemote/CanonRemote.h"
+#include "TarvoRemote/NikonRemote.h"
 #include "TarvoRemote/QuickTimeRemote.h"
 #include "TarvoRemote/callback.h"
 #include "TarvoRemote/modules.h"
@@ -39,7 +40,7 @@ struct CameraModule {
 
 constexpr CameraModule kCameraModules[] = {
     {MODULE_CANON, handleCanonMessage},
-    {MODULE_NIKON, nullptr},
+    {MODULE_NIKON, handleNikonMessage},
     {MODULE_QTKIT, nullptr},
 };
 
