@@ -1,4 +1,4 @@
-"""Prints the figures of a benchmark run as a Markdown table: what, measured, baseline, ratio, target.
+"""Prints the machine and the figures of a benchmark run, as a Markdown table: what, measured, baseline, ratio, target.
 
 Usage: report.py RESULTS.json     (Google Benchmark's JSON with aggregates; medians are taken)
 """
@@ -8,13 +8,22 @@ import sys
 
 def load(path):
     with open(path, encoding="utf-8") as file:
-        rows = json.load(file)["benchmarks"]
+        results = json.load(file)
+    return results["context"], medians(results["benchmarks"])
+
+
+def medians(rows):
     figures = {}
     for row in rows:
         if row.get("aggregate_name") == "median":
             name = row["run_name"].split("/")[0].removeprefix("BM_")
             figures[name] = row
     return figures
+
+
+def machine(context):
+    cores = f"{context['num_cpus']} cores"
+    return f"Machine: {context['processor']}, {cores}, {context['kernel']}; build type {context['build_type']}."
 
 
 def in_us(row):
@@ -59,8 +68,10 @@ def rows(figures):
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
+    context, figures = load(sys.argv[1])
+    print(machine(context) + "\n")
     print("| what | measured | baseline | ratio | target |\n|---|---|---|---|---|")
-    for row in rows(load(sys.argv[1])):
+    for row in rows(figures):
         print("| " + " | ".join(row) + " |")
 
 
