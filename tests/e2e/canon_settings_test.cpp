@@ -111,6 +111,7 @@ TEST_F(CanonSettings, are_polled_until_the_camera_has_taken_them) {
     lab().fault("EdsGetPropertyData", 0x81, {{"skip", 1}, {"times", 3}});
     EXPECT_TRUE(canon().setSetting(handle, kIso, 0x50));
     EXPECT_EQ(helper().out().count("CanonEds: SetProperty i="), 3u);
+    EXPECT_EQ(helper().out().count(", id=0x402, set to 80 -> 72\n"), 3u);
     EXPECT_EQ(lab().calls("EdsGetPropertyData").size(), 5u);
 }
 
