@@ -44,6 +44,7 @@ CommandRunner::CommandRunner(const std::vector<std::string>& arguments, const st
     }
     ::close(out.writer);
     ::close(err.writer);
+    hasEnded_ = pid_ < 0;  // never begun
     outThread_ = std::thread([this, fd = out.reader] { drain(fd, out_); });
     errThread_ = std::thread([this, fd = err.reader] { drain(fd, err_); });
 }
@@ -90,7 +91,7 @@ bool CommandRunner::waitForErr(const std::string& text, std::chrono::seconds lim
 }
 
 void CommandRunner::interrupt() const {
-    ::kill(pid_, SIGINT);
+    if (pid_ > 0 && !hasEnded_) ::kill(pid_, SIGINT);
 }
 
 int CommandRunner::wait(std::chrono::seconds limit) {

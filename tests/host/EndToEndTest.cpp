@@ -404,6 +404,7 @@ TEST_F(EndToEnd, AHelperThatDiesIsToldByItsSupervisor) {
     ASSERT_NE(at, std::string::npos);
     const auto line = err.substr(err.rfind("helper ", err.find(" runs with")));
     const pid_t pid = std::stoi(line.substr(7));
+    ASSERT_GT(pid, 0);
     ::kill(pid, SIGKILL);
     EXPECT_EQ(helper.runner().wait(), 1);
     EXPECT_TRUE(has(helper.runner().err(), "ended by itself with status 137")) << helper.runner().err();

@@ -117,10 +117,11 @@ TEST_F(Tasks, refuse_what_they_cannot_do) {
     EXPECT_EQ(paramErr, MPCreateTask(entry, nullptr, 0, nullptr, nullptr, nullptr, 1, nullptr));
 }
 
-/** Holds many tasks at once until it is opened. */
+/** Holds many tasks at once until it is opened. Those who wait at it are woken once, not at every arrival. */
 struct Gate {
     std::mutex lock;
-    std::condition_variable changed;
+    std::condition_variable changed;  // for the one who counts
+    std::condition_variable opened;
     int waiting = 0;
     bool isOpen = false;
 
@@ -128,10 +129,10 @@ struct Gate {
         auto& gate = *static_cast<Gate*>(parameter);
         std::unique_lock guard(gate.lock);
         ++gate.waiting;
-        gate.changed.notify_all();
-        gate.changed.wait(guard, [&gate] { return gate.isOpen; });
+        gate.changed.notify_one();
+        gate.opened.wait(guard, [&gate] { return gate.isOpen; });
         --gate.waiting;
-        gate.changed.notify_all();
+        gate.changed.notify_one();
         return noErr;
     }
 };
@@ -147,7 +148,7 @@ TEST_F(Tasks, run_a_thousand_at_once_and_leave_nothing_behind) {
         std::unique_lock guard(gate.lock);
         gate.changed.wait(guard, [&gate] { return gate.waiting == kMany; });
         gate.isOpen = true;
-        gate.changed.notify_all();
+        gate.opened.notify_all();
         gate.changed.wait(guard, [&gate] { return gate.waiting == 0; });
     }
     ASSERT_TRUE(eventually([this] { return threadCount() == threadsBefore_; }));
