@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 
 #include <bit>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -22,10 +23,27 @@ int64_t sendLittleEndian(int socket, Unsigned value) {
     return send(socket, bytes, sizeof bytes, 0);
 }
 
+/** Until all has arrived, the peer closes or an error occurs; what has arrived stays.
+ *
+ * Waiting for all is not enough: a receive that has some of it comes back with that when the process is
+ * stopped and continued, by a debugger or with the whole machine, and the rest would be taken for the next
+ * value.
+ */
+void receiveAll(int socket, void* destination, size_t size) {
+    auto* bytes = static_cast<uint8_t*>(destination);
+    while (size > 0) {
+        const ssize_t count = recv(socket, bytes, size, MSG_WAITALL);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return;
+        bytes += count;
+        size -= static_cast<size_t>(count);
+    }
+}
+
 template <class Unsigned>
 Unsigned receiveLittleEndian(int socket) {
     uint8_t bytes[sizeof(Unsigned)] = {};
-    recv(socket, bytes, sizeof bytes, MSG_WAITALL);
+    receiveAll(socket, bytes, sizeof bytes);
     Unsigned value = 0;
     for (size_t i = sizeof bytes; i-- > 0;) {
         value = static_cast<Unsigned>(value << 8 | bytes[i]);
@@ -127,6 +145,6 @@ char* readString(int socket) {
         return nullptr;
     }
     // Zeroed before, so that a short read leaves a shorter, terminated string.
-    if (length > 0) recv(socket, text, static_cast<size_t>(length), MSG_WAITALL);
+    receiveAll(socket, text, static_cast<size_t>(length));
     return text;
 }

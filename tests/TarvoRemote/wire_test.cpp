@@ -1,11 +1,15 @@
 #include "TarvoRemote/wire.h"
 
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 
+#include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string>
+#include <thread>
 
 #include "TarvoRemote/jni_env.h"
 #include "tests/TarvoRemote/SocketPair.h"
@@ -160,6 +164,47 @@ TEST_F(Wire, ValueCutShortKeepsTheBytesThatArrived) {
     pair.feed({7, 1});
     pair.closePeer();
     EXPECT_EQ(readInt(pair.socket()), 0x0107);
+}
+
+std::atomic<bool> wasInterrupted = false;
+
+/** Interrupts the thread, which must be about to read what has not arrived. */
+void interruptReader(std::thread& reader, int socket) {
+    int unread = 1;
+    while (ioctl(socket, FIONREAD, &unread) == 0 && unread > 0) {
+        std::this_thread::yield();
+    }
+    struct sigaction action {};
+    action.sa_handler = [](int) { wasInterrupted = true; };  // no SA_RESTART: the receive comes back
+    struct sigaction before {};
+    sigaction(SIGUSR1, &action, &before);
+    wasInterrupted = false;
+    pthread_kill(reader.native_handle(), SIGUSR1);
+    while (!wasInterrupted) {
+        std::this_thread::yield();
+    }
+    sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST_F(Wire, ValueWhoseReadingIsInterruptedIsReadToItsEnd) {
+    int32_t value = 0;
+    pair.feed({1, 2});
+    std::thread reader([&] { value = readInt(pair.socket()); });
+    interruptReader(reader, pair.socket());
+    pair.feed({3, 4});
+    reader.join();
+    EXPECT_EQ(value, 0x04030201);
+}
+
+TEST_F(Wire, StringWhoseReadingIsInterruptedIsReadToItsEnd) {
+    char* text = nullptr;
+    pair.feed({4, 0, 0, 0, 'a', 'b'});
+    std::thread reader([&] { text = readString(pair.socket()); });
+    interruptReader(reader, pair.socket());
+    pair.feed({'c', 'd'});
+    reader.join();
+    EXPECT_STREQ(text, "abcd");
+    std::free(text);
 }
 
 }  // namespace
