@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs all tests.
-# Usage: scripts/test.sh [PRESET...]     (default: release; asan and tsan run the same tests under sanitizers)
-# TARVO_CMAKE_OPTIONS holds further options for configuring, such as -DTARVO_BLACK_BOX_TESTS=OFF.
+# Usage: scripts/test.sh [PRESET...]     (default: release)
+# With asan or tsan the tests of the units are built with the sanitizer, and the helper is: the black-box tests of the
+# release build, which know it by its sockets alone, are run once more against that helper.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh test
@@ -14,11 +15,27 @@ export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 
+build() {
+  local log=build-$1.log
+  echo "== $1: build"
+  cmake --preset "$1" "${launcher[@]}" >"$log" 2>&1 || { cat "$log"; exit 1; }
+  cmake --build --preset "$1" -j "$(nproc)" >>"$log" 2>&1 || { tail -n 60 "$log"; exit 1; }
+  rm "$log"
+}
+
+run_tests() {
+  local preset=$1
+  shift
+  ctest --preset "$preset" -j "$(nproc)" --timeout 600 "$@"
+}
+
+is_sanitizer() {
+  [ "$1" = asan ] || [ "$1" = tsan ]
+}
+
 for preset in "${presets[@]}"; do
-  echo "== $preset: build"
-  cmake --preset "$preset" "${launcher[@]}" ${TARVO_CMAKE_OPTIONS:-} >"build-$preset.log" 2>&1 || { cat "build-$preset.log"; exit 1; }
-  cmake --build --preset "$preset" -j "$(nproc)" >>"build-$preset.log" 2>&1 || { tail -n 60 "build-$preset.log"; exit 1; }
-  rm "build-$preset.log"
+  ! is_sanitizer "$preset" || [[ " ${presets[*]} " == *" release "* ]] || build release
+  build "$preset"
 done
 
 if [[ " ${presets[*]} " == *" release "* ]]; then
@@ -28,5 +45,8 @@ fi
 
 for preset in "${presets[@]}"; do
   echo "== $preset: tests"
-  ctest --preset "$preset" -j "$(nproc)" --timeout 300
+  run_tests "$preset"
+  is_sanitizer "$preset" || continue
+  echo "== $preset: the helper's tests"
+  TARVO_SANITIZED=1 TARVO_HELPER=$PWD/build/$preset/bin/TarvoRemote run_tests release -L e2e
 done

@@ -10,7 +10,7 @@
 namespace e2e {
 namespace {
 
-constexpr int kRounds = kSanitized ? 15 : 60;
+const int kRounds = kSanitized ? 15 : 60;
 
 class Concurrency : public CanonTest {
 protected:

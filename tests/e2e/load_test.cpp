@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t kConnections = 1000;
 // Under a sanitizer each call costs ten times as much and proves the same.
-constexpr int kCalls = kSanitized ? 5000 : 100000;
+const int kCalls = kSanitized ? 5000 : 100000;
 
 /** Room for our own ends of the connections. */
 void raiseOwnDescriptorLimit() {

@@ -144,7 +144,7 @@ void HelperProcess::reap() {
 
 void HelperProcess::kill(int signal) {
     const std::lock_guard lock(mutex_);
-    if (!status_) ::kill(pid_, signal);
+    if (pid_ > 0 && !status_) ::kill(pid_, signal);
 }
 
 bool HelperProcess::isRunning() const {
