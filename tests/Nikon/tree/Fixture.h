@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -38,16 +39,22 @@ protected:
         return testing::internal::GetCapturedStdout();
     }
 
-    /** The same without a look at the log. */
+    /** The same without a look at the log, unless something has failed. */
     template <class Action>
     void quietly(Action action) {
-        logOf(action);
+        const std::string log = logOf(action);
+        if (HasFailure()) std::fputs(log.c_str(), stderr);
     }
 
     /** A source, an item under it and an image under that, all of them with procedures. */
     void haveWholeTree();
     /** Opens them. */
     void openWholeTree();
+
+    /** By which the module names the object to its event procedure. */
+    static MaidRef referenceToProcedure(FakeObject& object) {
+        return object.capability(kMaidCapabilityEventProc)->procedure.ref;
+    }
 
     nikon::tagRefObj* source() { return nikon::GetRefChildPtr_ID(&root, kSourceId); }
     nikon::tagRefObj* item() { return nikon::GetRefChildPtr_ID(source(), kItemId); }
