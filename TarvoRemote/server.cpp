@@ -18,6 +18,7 @@
 
 #include "TarvoRemote/CanonRemote.h"
 #include "TarvoRemote/NikonRemote.h"
+#include "TarvoRemote/QTKitRemote.h"
 #include "TarvoRemote/QuickTimeRemote.h"
 #include "TarvoRemote/callback.h"
 #include "TarvoRemote/modules.h"
@@ -45,7 +46,7 @@ struct CameraModule {
 constexpr CameraModule kCameraModules[] = {
     {MODULE_CANON, handleCanonMessage},
     {MODULE_NIKON, handleNikonMessage},
-    {MODULE_QTKIT, nullptr},
+    {MODULE_QTKIT, handleQTKitMessage},
 };
 
 const CameraModule* findCameraModule(uint8_t id) {
