@@ -26,10 +26,10 @@ protected:
     }
     /** What the device has, read past the helper. */
     int64_t current(const std::string& control) {
-        return number(lab().must({{"cmd", "get"}, {"id", "video-1"}, {"control", control}})["value"]);
+        return number(lab().must({{"cmd", "get"}, {"id", "video-1"}, {"property", control}})["value"]);
     }
     void turn(const std::string& control, int64_t value) {
-        lab().must({{"cmd", "set"}, {"id", "video-1"}, {"control", control}, {"value", value}});
+        lab().must({{"cmd", "set"}, {"id", "video-1"}, {"property", control}, {"value", value}});
     }
     size_t logged(const std::string& text) { return helper().err().count("] CameraControl " + text); }
 };
