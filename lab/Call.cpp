@@ -22,6 +22,10 @@ pid_t threadId() {
     return id;
 }
 
+void waitAs(const Verdict& verdict) {
+    if (verdict.delayMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(verdict.delayMs));
+}
+
 }  // namespace
 
 bool isObserved() {
@@ -101,7 +105,7 @@ Call& Call::json(std::string_view key, std::string_view value) {
 bool Call::refused() {
     if (!record_) return false;
     const Verdict verdict = Faults::instance().decide(*record_);
-    if (verdict.delayMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(verdict.delayMs));
+    waitAs(verdict);
     if (!verdict.result) return false;
     finish(*verdict.result);
     return true;
@@ -110,6 +114,26 @@ bool Call::refused() {
 void Call::finish(int64_t result) {
     result_ = result;
     if (record_) record_->result = result;
+}
+
+std::optional<int64_t> faultAt(std::string_view name, std::string_view device) {
+    if (!isObserved() || !Faults::instance().isAbout(name)) return std::nullopt;
+    try {
+        CallRecord record;
+        record.name = name;
+        record.device = device;
+        record.thread = threadId();
+        const Verdict verdict = Faults::instance().decide(record);
+        if (!verdict.result && verdict.delayMs == 0) return std::nullopt;
+        Trace::instance().begin(record);
+        waitAs(verdict);
+        record.result = verdict.result;
+        Trace::instance().end(record);
+        return verdict.result;
+    } catch (const std::bad_alloc&) {
+        Trace::instance().countDropped();
+        return std::nullopt;
+    }
 }
 
 }  // namespace lab

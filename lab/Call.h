@@ -19,6 +19,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "lab/Export.h"
@@ -75,6 +76,10 @@ private:
     std::unique_ptr<CallRecord> record_;  // null while nobody could read it
     int64_t result_ = 0;
 };
+
+/** For calls that are too many, or too small, to be shown: they appear in the trace when a fault takes effect
+ *  on them, and only then. Waits for as long as it says; its result, if the call must not be carried out. */
+LAB_EXPORT std::optional<int64_t> faultAt(std::string_view name, std::string_view device = {});
 
 /** Says whether calls are recorded. */
 LAB_EXPORT bool isObserved();

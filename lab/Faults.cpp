@@ -57,6 +57,12 @@ void Faults::clear() {
     faults_.clear();
 }
 
+bool Faults::isAbout(std::string_view call) {
+    const std::lock_guard guard(mutex_);
+    return std::any_of(faults_.begin(), faults_.end(),
+                       [&](const Fault& fault) { return fault.call == call; });
+}
+
 Verdict Faults::decide(const CallRecord& record) {
     const std::lock_guard guard(mutex_);
     for (auto fault = faults_.begin(); fault != faults_.end(); ++fault) {

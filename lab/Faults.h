@@ -42,6 +42,8 @@ public:
 
     void add(Fault fault);
     void clear();
+    /** Whether any fault names the call. */
+    bool isAbout(std::string_view call);
     /** The faults see a call in the order in which they were set: each one that matches either skips it or is
      *  due; the first that is due acts and those behind it never learn of the call. */
     Verdict decide(const CallRecord& record);

@@ -106,6 +106,7 @@ void Device::close() {
 }  // namespace capture
 
 const QTCaptureDeviceList* QTCaptureDevice::inputDevices() {
+    if (lab::faultAt("QTCaptureDevice.inputDevices")) return nullptr;
     try {
         auto list = std::make_unique<QTCaptureDeviceList>();
         for (const lab::DeviceRef& device : lab::World::instance().devices()) {

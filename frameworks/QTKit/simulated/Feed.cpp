@@ -48,7 +48,7 @@ Format formatFor(const CameraSetup& setup, const PixelBufferAttributes& attribut
 
 Feed::Feed(Output& output, const CameraSetup& setup, const PixelBufferAttributes& attributes)
     : output_(Ref<Output>::share(&output)),
-      pool_(formatFor(setup, attributes)),
+      pool_(formatFor(setup, attributes), setup.id),
       painter_(makePainter(setup, formatFor(setup, attributes))),
       noise_(setup.noise) {}
 

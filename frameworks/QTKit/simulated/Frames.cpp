@@ -4,6 +4,8 @@
 #include <cstring>
 #include <new>
 
+#include "lab/Call.h"
+
 namespace capture {
 
 namespace {
@@ -14,14 +16,18 @@ constexpr size_t kUsualFrames = 8;
 
 }  // namespace
 
-Frame::Frame(const Format& format)
+Frame::Frame(const Format& format, std::string device)
     : format_(format),
+      device_(std::move(device)),
       pixels_(std::make_unique_for_overwrite<uint8_t[]>(std::max<size_t>(format.dataSize(), 1))) {
     // Painters write pixels only, so what lies between rows is filled once.
     std::memset(pixels_.get(), kSurplusByte, format.dataSize());
 }
 
 CVReturn Frame::lockBaseAddress() {
+    if (const auto fault = lab::faultAt("CVImageBuffer.lockBaseAddress", device_)) {
+        return static_cast<CVReturn>(*fault);
+    }
     ++locks_;
     return kCVReturnSuccess;
 }
@@ -33,7 +39,8 @@ void Frame::unlockBaseAddress() {
 }
 
 const void* Frame::baseAddress() const {
-    return locks_ > 0 ? pixels_.get() : nullptr;
+    if (locks_ <= 0 || lab::faultAt("CVImageBuffer.baseAddress", device_)) return nullptr;
+    return pixels_.get();
 }
 
 bool Frame::isIdle() const {
@@ -51,7 +58,7 @@ Frame* FramePool::take() {
         if (frame->isIdle()) return frame.get();
     }
     try {
-        frames_.push_back(Ref<Frame>::adopt(new Frame(format_)));
+        frames_.push_back(Ref<Frame>::adopt(new Frame(format_, device_)));
     } catch (const std::bad_alloc&) {
         return nullptr;
     }

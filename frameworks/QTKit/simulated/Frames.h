@@ -10,6 +10,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "frameworks/QTKit/simulated/Library.h"
@@ -28,7 +29,7 @@ struct Format {
 class Frame final : public CVImageBuffer {
 public:
     /** Throws std::bad_alloc. */
-    explicit Frame(const Format& format);
+    Frame(const Format& format, std::string device);
 
     CVReturn lockBaseAddress() override;
     void unlockBaseAddress() override;
@@ -48,6 +49,7 @@ private:
     ~Frame() override = default;
 
     const Format format_;
+    const std::string device_;
     const std::unique_ptr<uint8_t[]> pixels_;
     std::atomic<int32_t> locks_{0};
     const Tally tally_{Kind::frame};
@@ -55,13 +57,14 @@ private:
 
 class FramePool {
 public:
-    explicit FramePool(const Format& format) : format_(format) {}
+    FramePool(const Format& format, std::string device) : format_(format), device_(std::move(device)) {}
 
     /** One that nobody else holds, lent as long as the pool; null when there is no memory. */
     Frame* take();
 
 private:
-    Format format_;
+    const Format format_;
+    const std::string device_;
     std::vector<Ref<Frame>> frames_;
 };
 

@@ -29,8 +29,10 @@ QTCaptureConnection* Input::pictures() const {
 }  // namespace capture
 
 QTCaptureDeviceInput* QTCaptureDeviceInput::createWithDevice(QTCaptureDevice& device) {
+    auto& own = static_cast<capture::Device&>(device);
+    if (lab::faultAt("QTCaptureDeviceInput.createWithDevice", own.camera()->id())) return nullptr;
     try {
-        return new capture::Input(static_cast<capture::Device&>(device));
+        return new capture::Input(own);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }

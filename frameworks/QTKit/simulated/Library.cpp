@@ -50,7 +50,11 @@ private:
             const std::function<void()> work = std::move(waiting_.front());
             waiting_.pop_front();
             lock.unlock();
-            work();
+            try {
+                work();
+            } catch (const std::bad_alloc&) {
+                // An error that there is no memory to tell of is lost.
+            }
             lock.lock();
         }
         isRunning_ = false;
@@ -93,11 +97,7 @@ public:
 
 private:
     static void note(const CameraRef& camera, Link link, int64_t code, bool isGone) {
-        try {
-            tellLater([camera, link, code, isGone] { tellSessions(camera, link, code, isGone); });
-        } catch (const std::bad_alloc&) {
-            // The error is lost; the lab goes on.
-        }
+        tellLater([camera, link, code, isGone] { tellSessions(camera, link, code, isGone); });
     }
 };
 
@@ -150,7 +150,7 @@ std::vector<Ref<Session>> sessions() {
     return all;
 }
 
-void tellLater(std::function<void()> work) {
+void enqueue(std::function<void()> work) {
     library().courier.add(std::move(work));
 }
 

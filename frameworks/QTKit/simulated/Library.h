@@ -8,6 +8,8 @@
 
 #include <cstddef>
 #include <functional>
+#include <new>
+#include <utility>
 #include <vector>
 
 #include "QTKit.h"
@@ -36,8 +38,17 @@ void registerSession(Session& session);
 void forgetSession(Session& session);
 std::vector<Ref<Session>> sessions();
 
-/** Runs it soon, in the order of asking, on the framework's thread for notifications and without any lock. */
-void tellLater(std::function<void()> work);
+/** Throws std::bad_alloc. */
+void enqueue(std::function<void()> work);
+/** Runs it soon, in the order of asking, on the framework's thread for notifications and without any lock.
+ * When memory runs out it is lost: an error cannot be told then. */
+template <typename Work>
+void tellLater(Work work) {
+    try {
+        enqueue(std::function<void()>(std::move(work)));
+    } catch (const std::bad_alloc&) {
+    }
+}
 /** Posts the runtime error, from the calling thread. */
 void postRuntimeError(QTCaptureSession& session, int64_t code);
 

@@ -92,5 +92,6 @@ void Output::end() {
 }  // namespace capture
 
 QTCaptureDecompressedVideoOutput* QTCaptureDecompressedVideoOutput::create() {
+    if (lab::faultAt("QTCaptureDecompressedVideoOutput.create")) return nullptr;
     return new (std::nothrow) capture::Output;
 }

@@ -165,5 +165,6 @@ int64_t Session::start() {
 }  // namespace capture
 
 QTCaptureSession* QTCaptureSession::create() {
+    if (lab::faultAt("QTCaptureSession.create")) return nullptr;
     return new (std::nothrow) capture::Session;
 }

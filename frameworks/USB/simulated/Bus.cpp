@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 
+#include "lab/Call.h"
 #include "lab/State.h"
 
 namespace bus {
@@ -41,6 +42,10 @@ Tally::Tally(Kind kind) : kind_(kind) {
 
 Tally::~Tally() {
     --living[static_cast<size_t>(kind_)];
+}
+
+IOReturn faultOf(std::string_view call, const std::string& device) {
+    return static_cast<IOReturn>(lab::faultAt(call, device).value_or(kIOReturnSuccess));
 }
 
 IOReturn returnOf(UsbOutcome outcome) {

@@ -7,6 +7,8 @@
 
 #include <cstddef>
 #include <new>
+#include <string>
+#include <string_view>
 
 #include "USBControl.h"
 #include "lab/video/Camera.h"
@@ -18,6 +20,7 @@ struct Attachment {
     lab::video::CameraRef camera;
     lab::video::Link link = 0;
 
+    const std::string& id() const { return camera->id(); }
     bool isHere() const { return camera->link() == link; }
     const lab::video::UsbSetup& usb() const { return *camera->setup().usb; }
 };
@@ -38,6 +41,9 @@ private:
 };
 
 IOReturn returnOf(lab::video::UsbOutcome outcome);
+
+/** What a fault makes of a call that is not shown: success, if there is none. */
+IOReturn faultOf(std::string_view call, const std::string& device);
 
 /** Hands a new object out; `make` may throw std::bad_alloc. */
 template <typename Wanted, typename Make>

@@ -5,6 +5,7 @@
  */
 #pragma once
 
+#include <string_view>
 #include <utility>
 
 #include "frameworks/USB/simulated/Bus.h"
@@ -25,7 +26,7 @@ private:
     ~Device() override = default;
 
     template <typename Number>
-    IOReturn tell(Number value, Number* out) const;
+    IOReturn tell(std::string_view call, Number value, Number* out) const;
 
     const Attachment at_;
     const Tally tally_{Kind::device};

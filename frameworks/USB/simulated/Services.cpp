@@ -36,12 +36,16 @@ IOService* Iterator::next() {
 }  // namespace bus
 
 IOReturn IOServiceGetMatchingServices(const IOServiceMatching& matching, IOIterator** iterator) {
+    const IOReturn fault = bus::faultOf("IOServiceGetMatchingServices", {});
+    if (fault != kIOReturnSuccess) return fault;
     return bus::handOut(iterator, [&] { return new bus::Iterator(bus::matchingServices(matching)); });
 }
 
 IOReturn IOCreatePlugInInterfaceForService(IOService& service, IOUserClientType type,
                                            IOCFPlugInInterface** plugIn) {
     const auto& own = static_cast<const bus::Service&>(service);
+    const IOReturn fault = bus::faultOf("IOCreatePlugInInterfaceForService", own.at.id());
+    if (fault != kIOReturnSuccess) return fault;
     if (type != own.type) return kIOReturnBadArgument;
     if (!own.at.isHere()) return kIOReturnNoDevice;
     return bus::handOut(plugIn, [&] { return new bus::PlugIn(own.at, type); });
@@ -49,6 +53,7 @@ IOReturn IOCreatePlugInInterfaceForService(IOService& service, IOUserClientType 
 
 IOReturn IOObjectRelease(IOService* service) {
     if (service == nullptr) return kIOReturnBadArgument;
+    const IOReturn fault = bus::faultOf("IOObjectRelease", static_cast<bus::Service&>(*service).at.id());
     service->release();
-    return kIOReturnSuccess;
+    return fault;
 }

@@ -1,0 +1,298 @@
+// Sessions: when frames come, when they stop, and who may do what meanwhile.
+#include <future>
+
+#include "tests/QTKit/fixture.h"
+
+namespace test {
+namespace {
+
+class Sessions : public QTKitTest {
+protected:
+    void SetUp() override { start({{{"width", 16}, {"height", 16}, {"fps", 500}}}); }
+};
+
+/** Holds deliveries up until it is opened. */
+class Gate {
+public:
+    void pass() {
+        std::unique_lock lock(mutex_);
+        ++waiting_;
+        changed_.wait(lock, [this] { return isOpen_; });
+    }
+    void open() {
+        const std::lock_guard guard(mutex_);
+        isOpen_ = true;
+        changed_.notify_all();
+    }
+    bool waitForSomebody() {
+        return eventually([this] {
+            const std::lock_guard guard(mutex_);
+            return waiting_ > 0;
+        });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool isOpen_ = false;
+    int waiting_ = 0;
+};
+
+TEST_F(Sessions, deliver_on_a_thread_of_the_framework_with_output_and_connection) {
+    Chain chain = this->chain();
+    EXPECT_FALSE(chain.session->isRunning());
+    chain.session->startRunning();
+    EXPECT_TRUE(chain.session->isRunning());
+    ASSERT_TRUE(chain.taker->waitForMore(3));
+    for (const SeenFrame& frame : chain.taker->seen()) {
+        EXPECT_NE(frame.thread, std::this_thread::get_id());
+        EXPECT_EQ(frame.thread, chain.taker->seen().front().thread);
+    }
+    EXPECT_EQ(chain.taker->lastOutput(), &*chain.output);
+    EXPECT_EQ(chain.taker->lastConnection(), &*chain.input->connections().at(0));
+    EXPECT_EQ(deviceState("v-1")["sessions"], 1);
+    chain.session->stopRunning();
+    EXPECT_EQ(deviceState("v-1")["sessions"], 0);
+}
+
+TEST_F(Sessions, keep_the_rate_over_many_frames) {
+    start({{{"width", 8}, {"height", 8}, {"fps", 100}}});
+    Chain chain = this->chain();
+    chain.session->startRunning();
+    ASSERT_TRUE(chain.taker->waitForMore(40));
+    chain.session->stopRunning();
+    // The schedule is the device's: what was delivered and what could not be add up to the time that went by.
+    const Json state = deviceState("v-1");
+    const Json& times = state["frameTimes"];
+    const double seconds = (times.back()[1].get<double>() - times.front()[1].get<double>()) / 1e6;
+    const double frames = static_cast<double>(times.size() - 1) + state["missedFrames"].get<double>();
+    EXPECT_LE(frames, seconds * 100 + 2);
+    // Never early; how late a busy machine is, is nobody's fault here.
+    EXPECT_GE(seconds, (static_cast<double>(times.size()) - 2) / 100);
+}
+
+TEST_F(Sessions, deliver_nothing_once_stopped) {
+    Chain chain = this->chain();
+    for (int round = 0; round < 50; ++round) {
+        chain.session->startRunning();
+        ASSERT_TRUE(chain.taker->waitForMore(1));
+        chain.session->stopRunning();
+        EXPECT_FALSE(chain.session->isRunning());
+        // One may be under way; when it has ended there is no other.
+        ASSERT_TRUE(eventually([&] { return chain.taker->underway == 0; }));
+        const uint64_t delivered = deviceState("v-1")["frames"];
+        EXPECT_TRUE(eventually([&] { return chain.taker->count() == delivered; }));
+        EXPECT_EQ(deviceState("v-1")["frames"], delivered);
+    }
+}
+
+TEST_F(Sessions, stop_without_waiting_for_a_delivery) {
+    Gate gate;
+    Chain chain = this->chain();
+    chain.taker->setWork([&](CVImageBuffer&) { gate.pass(); });
+    chain.session->startRunning();
+    ASSERT_TRUE(gate.waitForSomebody());
+    chain.session->stopRunning();
+    EXPECT_FALSE(chain.session->isRunning());
+    // Nor does the next run begin another delivery beside the one that hangs.
+    chain.session->startRunning();
+    EXPECT_TRUE(eventually([&] { return deviceState("v-1")["missedFrames"] > 5; }));
+    EXPECT_EQ(chain.taker->mostUnderway, 1);
+    EXPECT_EQ(chain.taker->count(), 0u);
+    gate.open();
+    EXPECT_TRUE(chain.taker->waitForMore(2));
+    EXPECT_EQ(chain.taker->mostUnderway, 1);
+}
+
+TEST_F(Sessions, hold_the_delegate_while_they_call_it) {
+    Gate gate;
+    Chain chain = this->chain();
+    chain.taker->setWork([&](CVImageBuffer&) { gate.pass(); });
+    chain.session->startRunning();
+    ASSERT_TRUE(gate.waitForSomebody());
+    EXPECT_EQ(chain.taker->retainCount(), 2);
+    chain.session->stopRunning();
+    chain.output->setDelegate(nullptr);
+    chain.taker = {};  // the delivery's reference is the last one
+    gate.open();
+}
+
+TEST_F(Sessions, retain_no_delegate_between_frames) {
+    Chain chain = this->chain();
+    chain.session->startRunning();
+    ASSERT_TRUE(chain.taker->waitForMore(2));
+    chain.session->stopRunning();
+    EXPECT_TRUE(eventually([&] { return chain.taker->retainCount() == 1; }));
+}
+
+TEST_F(Sessions, let_a_delegate_call_back) {
+    Chain chain = this->chain();
+    std::promise<void> done;
+    std::atomic<bool> isFirst{true};
+    chain.taker->setWork([&](CVImageBuffer&) {
+        if (!isFirst.exchange(false)) return;
+        chain.session->stopRunning();
+        chain.output->setPixelBufferAttributes(sized(8, 8));
+        chain.session->startRunning();
+        chain.output->setDelegate(nullptr);
+        const CallScope scope;
+        EXPECT_EQ(QTCaptureDevice::inputDevices()->size(), 1u);
+        done.set_value();
+    });
+    chain.session->startRunning();
+    EXPECT_EQ(done.get_future().wait_for(kPatience), std::future_status::ready);
+}
+
+TEST_F(Sessions, may_end_inside_of_a_delivery) {
+    Chain chain = this->chain();
+    std::promise<void> done;
+    std::atomic<bool> isFirst{true};
+    QTCaptureSession* session = chain.session.take();
+    chain.taker->setWork([&, session](CVImageBuffer&) {
+        if (!isFirst.exchange(false)) return;
+        session->release();
+        done.set_value();
+    });
+    session->startRunning();
+    ASSERT_EQ(done.get_future().wait_for(kPatience), std::future_status::ready);
+    EXPECT_TRUE(eventually([&] { return living("sessions") == 0; }));
+    EXPECT_TRUE(chain.device->isOpen());
+}
+
+TEST_F(Sessions, stop_when_they_end_and_close_nothing) {
+    Chain chain = this->chain();
+    chain.session->startRunning();
+    ASSERT_TRUE(chain.taker->waitForMore(1));
+    chain.session = {};
+    EXPECT_EQ(deviceState("v-1")["sessions"], 0);
+    EXPECT_TRUE(chain.device->isOpen());
+}
+
+TEST_F(Sessions, may_say_for_a_while_that_they_run) {
+    start({{{"width", 16}, {"height", 16}, {"fps", 500}, {"stopMs", 30}}});
+    Chain chain = this->chain();
+    chain.session->startRunning();
+    chain.session->stopRunning();
+    EXPECT_TRUE(chain.session->isRunning());
+    EXPECT_TRUE(eventually([&] { return !chain.session->isRunning(); }));
+}
+
+TEST_F(Sessions, wait_for_a_device_that_starts_slowly_or_not_at_all) {
+    start({{{"width", 16}, {"height", 16}, {"fps", 0}}});
+    Chain chain = this->chain();
+    chain.session->startRunning();
+    EXPECT_TRUE(chain.session->isRunning());
+    EXPECT_EQ(chain.taker->count(), 0u);
+    must({{"cmd", "set"}, {"id", "v-1"}, {"property", "fps"}, {"value", 400}});
+    EXPECT_TRUE(chain.taker->waitForMore(2));
+    must({{"cmd", "set"}, {"id", "v-1"}, {"property", "fps"}, {"value", 0}});
+    EXPECT_EQ(must({{"cmd", "get"}, {"id", "v-1"}, {"property", "fps"}})["value"], 0);
+    EXPECT_TRUE(chain.session->isRunning());
+}
+
+TEST_F(Sessions, begin_after_the_device_s_start_time) {
+    start({{{"width", 16}, {"height", 16}, {"fps", 1000}, {"startMs", 40}}});
+    Chain chain = this->chain();
+    const auto begin = std::chrono::steady_clock::now();
+    chain.session->startRunning();
+    ASSERT_TRUE(chain.taker->waitForMore(1));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(40));
+}
+
+TEST_F(Sessions, deliver_no_pictures_over_disabled_or_silent_connections) {
+    start({{{"width", 16}, {"height", 16}, {"fps", 500}, {"media", {"sound", "muxed"}}}});
+    Chain chain = this->chain();
+    const auto& connections = chain.input->connections();
+    ASSERT_EQ(connections.size(), 2u);
+    EXPECT_EQ(connections[0]->mediaType(), QTMediaType::Sound);
+    EXPECT_EQ(connections[1]->mediaType(), QTMediaType::Muxed);
+    EXPECT_TRUE(connections[1]->isEnabled());
+    connections[1]->setEnabled(false);
+    EXPECT_FALSE(connections[1]->isEnabled());
+    chain.session->startRunning();
+    EXPECT_TRUE(eventually([&] { return deviceState("v-1")["missedFrames"] > 5; }));
+    EXPECT_EQ(chain.taker->count(), 0u);
+    connections[1]->setEnabled(true);
+    EXPECT_TRUE(chain.taker->waitForMore(1));
+    EXPECT_EQ(chain.taker->lastConnection(), connections[1].get());
+}
+
+TEST_F(Sessions, deliver_the_same_frame_to_all_outputs) {
+    const CallScope scope;
+    NSError* error = nullptr;
+    Chain chain = this->chain();
+    const auto second =
+        Ref<QTCaptureDecompressedVideoOutput>::adopt(QTCaptureDecompressedVideoOutput::create());
+    const auto taker = Ref<Taker>::adopt(new Taker);
+    second->setDelegate(&*taker);
+    second->setPixelBufferAttributes(sized(4, 4));
+    ASSERT_TRUE(chain.session->addOutput_error(*second, &error));
+    taker->keepsBytes = true;
+    chain.taker->keepsBytes = true;
+    chain.session->startRunning();
+    ASSERT_TRUE(taker->waitForMore(3));
+    chain.session->stopRunning();
+    ASSERT_TRUE(eventually([&] { return chain.taker->underway == 0 && taker->underway == 0; }));
+    second->setDelegate(nullptr);
+    for (size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(taker->seen()[i].width, 4u);
+        EXPECT_EQ(taker->seen()[i].pixel(0, 0), chain.taker->seen()[i].pixel(0, 0));
+    }
+}
+
+TEST_F(Sessions, refuse_closed_devices_and_outputs_of_others) {
+    const CallScope scope;
+    NSError* error = nullptr;
+    Chain chain = this->chain();
+    const auto other = Ref<QTCaptureSession>::adopt(QTCaptureSession::create());
+    EXPECT_FALSE(other->addOutput_error(*chain.output, &error));
+    ASSERT_NE(error, nullptr);
+    error = nullptr;
+    chain.device->close();
+    EXPECT_FALSE(other->addInput_error(*chain.input, &error));
+    EXPECT_NE(error, nullptr);
+    // An output is free again when its session has ended.
+    chain.session = {};
+    error = nullptr;
+    EXPECT_TRUE(other->addOutput_error(*chain.output, &error));
+    EXPECT_EQ(error, nullptr);
+}
+
+TEST_F(Sessions, survive_calls_in_any_order_from_several_threads) {
+    Chain chain = this->chain();
+    std::atomic<bool> isOver{false};
+    std::vector<std::thread> threads;
+    threads.emplace_back([&] {
+        while (!isOver) {
+            chain.session->startRunning();
+            chain.session->stopRunning();
+        }
+    });
+    threads.emplace_back([&] {
+        for (int i = 1; !isOver; ++i) {
+            chain.output->setPixelBufferAttributes(sized(8 + i % 3, 8));
+            chain.session->startRunning();
+            static_cast<void>(chain.session->isRunning());
+        }
+    });
+    threads.emplace_back([&] {
+        while (!isOver) {
+            const CallScope scope;
+            const QTCaptureDeviceList* list = QTCaptureDevice::inputDevices();
+            EXPECT_EQ(list->at(0).get(), chain.device.get());
+            must({{"cmd", "state"}});
+        }
+    });
+    for (int round = 0; round < 50; ++round) {
+        chain.session->startRunning();
+        std::this_thread::yield();
+    }
+    isOver = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_LE(chain.taker->mostUnderway, 1);
+}
+
+}  // namespace
+}  // namespace test
