@@ -6,6 +6,7 @@
 #include "host/tarvo/Commands.h"
 #include "host/tarvo/Console.h"
 #include "host/tarvo/ExitStatus.h"
+#include "host/tarvo/ExportCommands.h"
 #include "host/tarvo/Interrupt.h"
 
 namespace tarvo {
@@ -60,6 +61,8 @@ int runCommandLine(int argc, char** argv) {
     addShoot(app, invocation);
     addLive(app, invocation);
     addWatch(app, invocation);
+    addExportSettings(app, invocation);
+    addExport(app, invocation);
     addLab(app, invocation);
     addDemo(app, invocation);
     try {

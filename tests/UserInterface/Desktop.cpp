@@ -133,9 +133,11 @@ void Desktop::pressKeys(const SeenWindow& window, const std::string& keys) const
 }
 
 void Desktop::click(const SeenWindow& window, int x, int y) const {
-    const int left = window.x + (x < 0 ? window.width : 0) + x;
-    const int top = window.y + (y < 0 ? window.height : 0) + y;
-    ChildProcess({"xdotool", "mousemove", std::to_string(left), std::to_string(top), "click", "1"},
+    // From the window's corner as it is by then: windows move while they open.
+    const int left = (x < 0 ? window.width : 0) + x;
+    const int top = (y < 0 ? window.height : 0) + y;
+    ChildProcess({"xdotool", "mousemove", "--window", std::to_string(window.id), std::to_string(left),
+                  std::to_string(top), "click", "1"},
                  {{"DISPLAY", name_}})
         .finish();
 }

@@ -45,8 +45,11 @@ uint32_t kilobits(const ExportChoice& choice, uint32_t most) {
 constexpr double kWorstQuantiser = 44;
 constexpr double kBestQuantiser = 10;
 
+/// Encoders take finer colours when they are offered, and few players can show what comes out then.
+constexpr const char* kPlayable = "capsfilter caps=video/x-raw,format=I420 ! ";
+
 std::string describeH264(const ExportChoice& choice) {
-    const std::string encoder = "x264enc" + keyFrames(choice);
+    const std::string encoder = std::string(kPlayable) + "x264enc" + keyFrames(choice);
     if (choice.dataRate > 0) return encoder + " pass=cbr bitrate=" + number(kilobits(choice, 2'000'000));
     if (choice.quality >= atoms::kLosslessQuality) return encoder + " pass=quant quantizer=0";
     return encoder +
@@ -54,7 +57,7 @@ std::string describeH264(const ExportChoice& choice) {
 }
 
 std::string describeHevc(const ExportChoice& choice) {
-    std::string encoder = "x265enc log-level=1" + keyFrames(choice);
+    std::string encoder = std::string(kPlayable) + "x265enc log-level=1" + keyFrames(choice);
     if (choice.dataRate > 0) {
         encoder += " bitrate=" + number(kilobits(choice, 100'000));
     } else if (choice.quality >= atoms::kLosslessQuality) {
@@ -67,7 +70,7 @@ std::string describeHevc(const ExportChoice& choice) {
 }
 
 std::string describeJpeg(const ExportChoice& choice) {
-    return "jpegenc quality=" + number(scaled(choice.quality, 10, 100));
+    return std::string(kPlayable) + "jpegenc quality=" + number(scaled(choice.quality, 10, 100));
 }
 
 std::string describePng(const ExportChoice&) {
@@ -75,7 +78,8 @@ std::string describePng(const ExportChoice&) {
 }
 
 std::string describeProRes(const ExportChoice&) {
-    return "avenc_prores_ks profile=standard ! capsfilter caps=video/x-prores,variant=standard";
+    return "capsfilter caps=video/x-raw,format=I422_10LE ! avenc_prores_ks profile=standard ! capsfilter "
+           "caps=video/x-prores,variant=standard";
 }
 
 std::string describeUncompressed(const ExportChoice&) {

@@ -35,9 +35,9 @@ std::string codecName(GstDiscovererStreamInfo* stream) {
     return text ? text.get() : "";
 }
 
-void addVideo(GstDiscovererStreamInfo* stream, MovieFacts& facts) {
+void addVideo(GstDiscovererStreamInfo* stream, bool takesPictures, MovieFacts& facts) {
     const auto* video = GST_DISCOVERER_VIDEO_INFO(stream);
-    if (gst_discoverer_video_info_is_image(video)) return;
+    if (gst_discoverer_video_info_is_image(video) && !takesPictures) return;
     ++facts.trackCount;
     if (facts.hasVideo) return;
     facts.hasVideo = true;
@@ -61,10 +61,10 @@ void addSound(GstDiscovererStreamInfo* stream, MovieFacts& facts) {
     facts.channels = gst_discoverer_audio_info_get_channels(sound);
 }
 
-void addTracks(GstDiscovererInfo* info, MovieFacts& facts) {
+void addTracks(GstDiscovererInfo* info, bool takesPictures, MovieFacts& facts) {
     const Streams videos(gst_discoverer_info_get_video_streams(info));
     for (GList* each = videos.get(); each != nullptr; each = each->next)
-        addVideo(GST_DISCOVERER_STREAM_INFO(each->data), facts);
+        addVideo(GST_DISCOVERER_STREAM_INFO(each->data), takesPictures, facts);
     const Streams sounds(gst_discoverer_info_get_audio_streams(info));
     for (GList* each = sounds.get(); each != nullptr; each = each->next)
         addSound(GST_DISCOVERER_STREAM_INFO(each->data), facts);
@@ -83,9 +83,7 @@ OSErr statusOf(GstDiscovererInfo* info, const MovieFacts& facts, const char* pat
     }
 }
 
-}  // namespace
-
-OSErr examine(const char* path, MovieFacts& out) {
+OSErr discover(const char* path, bool takesPictures, MovieFacts& out) {
     const Held<gchar> uri(gst_filename_to_uri(path, nullptr));
     const Held<GstDiscoverer> discoverer(gst_discoverer_new(kTimeLimit, nullptr));
     if (!uri || !discoverer) return kQTNotAMovie;
@@ -95,13 +93,23 @@ OSErr examine(const char* path, MovieFacts& out) {
     if (!info) return kQTNotAMovie;
 
     MovieFacts facts;
-    addTracks(info.get(), facts);
+    addTracks(info.get(), takesPictures, facts);
     const OSErr status = statusOf(info.get(), facts, path);
     if (status != 0) return status;
     const GstClockTime duration = gst_discoverer_info_get_duration(info.get());
     if (GST_CLOCK_TIME_IS_VALID(duration)) facts.seconds = static_cast<double>(duration) / GST_SECOND;
     out = facts;
     return 0;
+}
+
+}  // namespace
+
+OSErr examine(const char* path, MovieFacts& out) {
+    return discover(path, false, out);
+}
+
+OSErr examinePicture(const char* path, MovieFacts& out) {
+    return discover(path, true, out);
 }
 
 }  // namespace movies

@@ -12,5 +12,7 @@
 namespace movies {
 
 OSErr examine(const char* path, MovieFacts& out);
+/** The same for a file that holds one picture: its size counts as that of a movie's pictures. */
+OSErr examinePicture(const char* path, MovieFacts& out);
 
 }  // namespace movies
