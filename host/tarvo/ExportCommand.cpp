@@ -56,7 +56,7 @@ int describeSource(const ExportOptions& options, ExportJob& job) {
         complain("{}", pictures.error.text);
         return kExitUsage;
     }
-    if (pictures.value.gaps > 0) note("{} pictures are missing in between.", pictures.value.gaps);
+    if (pictures.value.gaps > 0) note("Numbers without a picture in between: {}", pictures.value.gaps);
     job.pictures = pictures.value.files;
     job.pictureRate = options.pictureRate;
     return kExitOk;

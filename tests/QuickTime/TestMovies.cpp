@@ -28,7 +28,8 @@ void runToEnd(const std::string& description) {
 void makeMovie(const std::string& path, const TestMovie& movie) {
     std::string description = "qtmux name=muxer ! filesink location=\"" + path + "\"";
     if (movie.hasVideo) {
-        description += " videotestsrc pattern=ball num-buffers=" + number(movie.frames) +
+        description += std::string(" videotestsrc pattern=") + movie.pattern +
+                       " num-buffers=" + number(movie.frames) +
                        " ! video/x-raw,width=" + number(movie.width) + ",height=" + number(movie.height) +
                        ",framerate=" + number(movie.framesPerSecond) + "/1 ! jpegenc ! muxer.";
     }

@@ -14,6 +14,7 @@ struct TestMovie {
     int frames = 25;
     bool hasSound = true;
     bool hasVideo = true;
+    const char* pattern = "ball";  // as videotestsrc has it; "snow" is hard on encoders
 };
 
 /** A QuickTime movie of Photo-JPEG and uncompressed stereo sound at 44.1 kHz. */
