@@ -16,6 +16,8 @@ namespace {
 
 constexpr uint64_t kMostPixels = 9000000;
 constexpr useconds_t kStopPollUs = 10000;
+// 10 s. A device that never stops must not keep the camera's lock, and all who wait for it, for ever.
+constexpr int kStopPolls = 1000;
 
 /** A frame whose memory may be read; nothing when there is no frame or its memory can't be had. */
 class ReadableFrame {
@@ -101,7 +103,8 @@ void stopSession(QTCaptureSession& session) {
     if (!session.isRunning()) return;
     debug("Stopping capture session\n");
     session.stopRunning();
-    while (session.isRunning()) {
+    for (int polls = 0; session.isRunning(); ++polls) {
+        if (polls == kStopPolls) return;
         usleep(kStopPollUs);
     }
     debug("Stopped capture session\n");
