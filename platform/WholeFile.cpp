@@ -10,6 +10,8 @@
 #include <memory>
 #include <utility>
 
+#include "platform/FilePath.h"
+
 namespace {
 
 constexpr mode_t kNewFileMode = 0666;
@@ -42,6 +44,10 @@ std::string descriptorPath(int descriptor) {
 
 bool WholeFile::open(const std::string& path) {
     discard();
+    if (!namesAFile(path)) {
+        errno = path.empty() ? ENOENT : EISDIR;
+        return false;
+    }
     target_ = targetOf(path);
     struct stat existing {};
     const bool exists = stat(target_.c_str(), &existing) == 0;

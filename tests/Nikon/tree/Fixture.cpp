@@ -2,19 +2,7 @@
 
 #include <ctime>
 
-#include "TarvoRemote/NikonRemote.h"
-
-std::vector<int32_t> sentStatuses;
-std::vector<int32_t> sentPercents;
 std::vector<int64_t> pauses;
-
-void NikonRemote_statusCallback(int32_t status) {
-    sentStatuses.push_back(status);
-}
-
-void NikonRemote_progressCallback(int32_t percent) {
-    sentPercents.push_back(percent);
-}
 
 extern "C" int __wrap_nanosleep(const timespec* duration, timespec*) {
     pauses.push_back(int64_t{duration->tv_sec} * 1000000 + duration->tv_nsec / 1000);

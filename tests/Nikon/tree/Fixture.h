@@ -15,10 +15,8 @@
 #include "Nikon/Function.h"
 #include "platform/CallScope.h"
 #include "tests/Nikon/tree/FakeModule.h"
+#include "tests/Nikon/tree/Forwarder.h"
 
-/** What reached the forwarder of events. */
-extern std::vector<int32_t> sentStatuses;
-extern std::vector<int32_t> sentPercents;
 /** In microseconds, one for each pause. */
 extern std::vector<int64_t> pauses;
 
