@@ -1,5 +1,7 @@
 /* start.cpp: a camera module, from its bundle to its end. */
 #include <cstdlib>
+#include <mutex>
+#include <utility>
 
 #include "Nikon/ModuleFiles.h"
 #include "Nikon/NikonRecords.h"
@@ -57,6 +59,20 @@ bool prepare(tagRefObj& root) {
     return true;
 }
 
+/** The module was not told that these objects are closed. It may look into their records for as long as it is
+ *  loaded, so nothing else may come to lie in their places. */
+void keepObjectRecords(tagRefObj& object) {
+    static std::mutex lock;
+    static NkMAIDObject* kept = nullptr;  // chained by the reference that is ours
+    for (uint32_t i = 0; i < object.childCount; ++i) {
+        keepObjectRecords(*object.children[i]);
+    }
+    if (object.object == nullptr) return;
+    const std::lock_guard guard(lock);
+    object.object->clientRef = kept;
+    kept = std::exchange(object.object, nullptr);
+}
+
 /** Its record stays until it is released. */
 void endCamera(CameraData& camera) {
     camera.active = 0;
@@ -72,8 +88,11 @@ bool nikon::openLoadedModule(NikonModule& module) {
     module.lock = &lockOfLoadedModule(root.entryPoint);
     const std::lock_guard guard(*module.lock);
     const CallScope scope;
-    if (openObject(root) && prepare(root)) return true;
-    // The module itself is neither closed nor unloaded: it stays as it is for the next try.
+    if (openObject(root)) {
+        if (prepare(root)) return true;
+        // The module itself is neither closed nor unloaded: it stays as it is for the next try.
+        keepObjectRecords(root);
+    }
     FreeTree(&root);
     return false;
 }
