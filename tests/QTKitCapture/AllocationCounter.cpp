@@ -70,3 +70,19 @@ void operator delete(void* memory, size_t) noexcept {
 void operator delete(void* memory, const std::nothrow_t&) noexcept {
     std::free(memory);
 }
+// The sanitizers' own array forms do not come by those above.
+void* operator new[](size_t size) {
+    return operator new(size);
+}
+void* operator new[](size_t size, const std::nothrow_t& nothrow) noexcept {
+    return operator new(size, nothrow);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
