@@ -3,13 +3,19 @@
 #include <benchmark/benchmark.h>
 #include <sys/wait.h>
 
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <random>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "QTKitCapture/src/averaging.h"
 #include "benchmarks/Loopback.h"
+#include "tests/e2e/support/temp_folder.h"
 #include "tests/e2e/support/video_fixture.h"
 
 namespace {
@@ -21,12 +27,17 @@ constexpr size_t kFrameBytes = kPixels * sizeof(uint32_t);
 // A word is read, and three sums are read and written.
 constexpr size_t kTouchedBytes = kPixels * 28;
 
-void BM_averaging_1080p(benchmark::State& state) {
+std::vector<uint32_t> noise(uint32_t seed) {
     std::vector<uint32_t> words(kPixels);
-    std::mt19937 random(1);
+    std::mt19937 random(seed);
     for (uint32_t& word : words) {
         word = static_cast<uint32_t>(random());
     }
+    return words;
+}
+
+void BM_averaging_1080p(benchmark::State& state) {
+    const std::vector<uint32_t> words = noise(1);
     FrameSums sums;
     require(sums.allocate(kPixels), "sums");
     for (auto _ : state) {
@@ -45,6 +56,59 @@ void BM_averaging_1080p_baseline(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(kTouchedBytes));
+}
+
+/* ---- A whole average, beside another program's ---- */
+
+constexpr int kAveragedFrames = 32;
+constexpr int kDistinctFrames = 4;
+
+void BM_average_of_32(benchmark::State& state) {
+    std::vector<std::vector<uint32_t>> frames;
+    for (int i = 0; i < kDistinctFrames; ++i) {
+        frames.push_back(noise(static_cast<uint32_t>(i)));
+    }
+    std::vector<uint32_t> picture(kPixels);
+    for (auto _ : state) {
+        FrameSums sums;
+        require(sums.allocate(kPixels), "sums");
+        for (int i = 0; i < kAveragedFrames; ++i) {
+            addFrame(sums, frames[static_cast<size_t>(i % kDistinctFrames)].data());
+        }
+        averageFrames(sums, kAveragedFrames, picture.data());
+        benchmark::DoNotOptimize(picture.data());
+    }
+}
+
+double secondsOf(const std::string& command) {
+    const auto begin = std::chrono::steady_clock::now();
+    require(std::system(command.c_str()) == 0, command.c_str());
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+/** One mean of FFmpeg's filter over the same frames. The filter makes a mean of the last 32 for each frame
+ * that it is given, so its time is divided by their number; what reading them and bringing them into its
+ * format costs is taken off, by a run without the filter. */
+void BM_average_of_32_baseline(benchmark::State& state) {
+    if (std::system("ffmpeg -version >/dev/null 2>&1") != 0) return state.SkipWithError("there is no ffmpeg");
+    constexpr int kMeans = 8;
+    const e2e::TempFolder folder;
+    const std::string path = folder.file("frames.raw");
+    std::ofstream file(path, std::ios::binary);
+    for (int i = 0; i < kDistinctFrames; ++i) {
+        const std::vector<uint32_t> words = noise(static_cast<uint32_t>(i));
+        file.write(reinterpret_cast<const char*>(words.data()), static_cast<std::streamsize>(kFrameBytes));
+    }
+    file.close();
+    const std::string command =
+        "ffmpeg -v error -f rawvideo -pixel_format bgra -video_size 1920x1080 -stream_loop " +
+        std::to_string(kMeans / kDistinctFrames - 1) + " -i " + path + " -vf format=gbrp";
+    const std::string nowhere = " -f null - </dev/null";
+    for (auto _ : state) {
+        const double without = secondsOf(command + nowhere);
+        const double with = secondsOf(command + ",tmix=frames=" + std::to_string(kAveragedFrames) + nowhere);
+        state.SetIterationTime(std::max(with - without, 1e-9) / kMeans);
+    }
 }
 
 /* ---- The fetch ---- */
@@ -114,6 +178,8 @@ void BM_video_frame_1080p_baseline(benchmark::State& state) {
 
 BENCHMARK(BM_averaging_1080p_baseline)->UseRealTime()->MinWarmUpTime(0.2);
 BENCHMARK(BM_averaging_1080p)->UseRealTime()->MinWarmUpTime(0.2);
+BENCHMARK(BM_average_of_32_baseline)->UseManualTime()->Iterations(2);
+BENCHMARK(BM_average_of_32)->UseRealTime()->MinWarmUpTime(0.2);
 BENCHMARK(BM_video_frame_1080p_baseline)->UseRealTime()->MinWarmUpTime(0.2);
 BENCHMARK(BM_video_frame_1080p)->UseRealTime()->MinWarmUpTime(0.2);
 
