@@ -14,12 +14,12 @@ protected:
         lab().must(command);
     }
 
-    /** Opening changes properties, which the camera announces; once a later event has been logged they are
-     * past. */
+    /** Opening changes properties, which the camera announces. They are past when a later event is: that of
+     * an object, which is logged after it was sent, others before. */
     int32_t startQuietSession() {
         const int32_t handle = startSession();
-        raise({{"kind", "state"}, {"event", 0x303}, {"parameter", 0x51}});
-        helper().waitForOut("inEvent 0x303, inParam 0x51\n");
+        raise({{"kind", "object"}, {"event", 0x20A}});
+        helper().waitForOut("In handleObjectEvent 0x20A\n");
         return handle;
     }
 };
