@@ -1,4 +1,7 @@
 // Streams on files and in memory.
+#include <sys/fsuid.h>
+#include <unistd.h>
+
 #include <cstring>
 #include <filesystem>
 
@@ -62,6 +65,24 @@ TEST_F(Streams, on_files_say_why_they_cannot_be) {
     EXPECT_EQ(EdsCreateFileStreamEx(folder.file("x").c_str(), always, kEdsAccess_Write, nullptr),
               EDS_ERR_INVALID_POINTER);
     EXPECT_FALSE(std::filesystem::exists(folder.file("x")));
+}
+
+/** The rights of somebody who owns nothing here, for this thread; the superuser may write anywhere. */
+class NobodysRights {
+public:
+    NobodysRights() { setfsuid(65534); }
+    ~NobodysRights() { setfsuid(geteuid()); }
+    NobodysRights(const NobodysRights&) = delete;
+    NobodysRights& operator=(const NobodysRights&) = delete;
+};
+
+TEST_F(Streams, on_files_are_refused_where_one_may_not_write) {
+    start({});
+    folder.write("file", "abc");
+    std::filesystem::permissions(folder.file("file"), std::filesystem::perms::owner_read);
+    const NobodysRights rights;
+    EXPECT_EQ(open(folder.file("file"), kEdsFileCreateDisposition_CreateAlways, kEdsAccess_Write),
+              EDS_ERR_FILE_PERMISSION_ERROR);
 }
 
 TEST_F(Streams, on_files_have_length_but_no_address) {
