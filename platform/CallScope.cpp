@@ -17,6 +17,12 @@ OutermostScope::~OutermostScope() {
     isThreadEnding = true;
 }
 
+CallScope* outermostScope() {
+    thread_local OutermostScope outermost;
+    innermost = &outermost.scope;
+    return innermost;
+}
+
 }  // namespace
 
 CallScope::CallScope() : outer_(innermost) {
@@ -41,12 +47,9 @@ void autorelease(void* object, void (*deleter)(void*)) {
         deleter(object);  // nobody can come to use it any more
         return;
     }
-    if (innermost == nullptr) {
-        thread_local OutermostScope outermost;
-        innermost = &outermost.scope;
-    }
+    CallScope* const scope = innermost != nullptr ? innermost : outermostScope();
     try {
-        innermost->temporaries_.push_back({object, deleter});
+        scope->temporaries_.push_back({object, deleter});
     } catch (const std::bad_alloc&) {
         deleter(object);
         throw;

@@ -134,7 +134,7 @@ void Targets::append(uintptr_t target, EventRef event, Handlers* out) const {
 bool Targets::chain(uintptr_t target, EventRef event, Handlers* out) {
     WindowRef named = nullptr;
     const bool isNamed = GetEventParameter(event, kEventParamDirectObject, typeWindowRef, nullptr,
-                                           sizeof(named), nullptr, &named) == noErr;
+                                           sizeof(WindowRef), nullptr, &named) == noErr;
     const bool isMain = IsMainThread();
     const std::lock_guard guard(lock_);
     if (!targets_.contains(target)) {

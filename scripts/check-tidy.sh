@@ -1,9 +1,18 @@
 #!/usr/bin/env bash
-# Runs clang-tidy over all sources with the compile commands of the release build.
-# Usage: scripts/check-tidy.sh [FILE...]
+# Runs clang-tidy with the compile commands of the release build.
+# Usage: scripts/check-tidy.sh [-j JOBS] [ROOM|FILE...]     (default: all that is compiled, on all cores)
 set -euo pipefail
 cd "$(dirname "$0")/.."
-[ -f build/release/compile_commands.json ] || { echo "Build first: scripts/build.sh" >&2; exit 1; }
-files=("$@")
-[ ${#files[@]} -gt 0 ] || mapfile -t files < <(git ls-files '*.cpp')
-printf '%s\0' "${files[@]}" | xargs -0 -n 4 -P "$(nproc)" clang-tidy --quiet -p build/release
+jobs=$(nproc)
+if [ "${1:-}" = -j ]; then
+  jobs=${2:?how many jobs?}
+  shift 2
+fi
+database=build/release/compile_commands.json
+[ -f "$database" ] || { echo "Build first: scripts/test.sh" >&2; exit 1; }
+
+compiled=$(sed -nE "s|^ *\"file\": \"$PWD/(.*)\",?$|\1|p" "$database" | sort -u)
+mapfile -t files < <(git ls-files -- "${@:-.}" | grep '\.cpp$' | sort | comm -12 - <(echo "$compiled"))
+[ ${#files[@]} -gt 0 ] || { echo "Nothing that is compiled there: $*" >&2; exit 1; }
+echo "clang-tidy: ${#files[@]} files"
+printf '%s\0' "${files[@]}" | xargs -0 -n 2 -P "$jobs" clang-tidy --quiet -p build/release

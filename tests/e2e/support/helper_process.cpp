@@ -32,13 +32,14 @@ std::vector<std::string> childEnvironment(const std::map<std::string, std::strin
         if (!changes.contains(text.substr(0, text.find('=')))) result.push_back(text);
     }
     for (const auto& [name, value] : changes) {
-        result.push_back(name + "=" + value);
+        result.push_back(std::string(name).append("=").append(value));
     }
     return result;
 }
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> result;
+    result.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         result.push_back(text.data());
     }
