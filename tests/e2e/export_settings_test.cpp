@@ -307,7 +307,9 @@ TEST_F(ExportSettings, does_not_collect_descriptors_of_hosts_that_have_left) {
     expectAnswer(last, 0);
     RawClient another = ask();
     expectAnswer(another, 0);
-    EXPECT_LE(helper().descriptorCount(), before + 5);
+    // The tasks of those who left may be on their way to the end still.
+    EXPECT_TRUE(eventually([&] { return helper().descriptorCount() <= before + 5; }))
+        << helper().descriptorCount() << " after " << before;
 }
 
 TEST_F(ExportSettings, answers_the_newer_of_two_requests_first_and_drops_the_second_answer) {

@@ -103,8 +103,10 @@ private:
 };
 
 TEST_F(EndToEnd, BothFilesOfAPairAreTheCamerasByteForByte) {
-    const auto file =
-        scenario(json::array({canon({{"properties", quality(kRawAndJpeg)}, {"shots", listOf(pair())}})}));
+    // Slow enough for progress to be seen: what comes at once may be there before its first report is read.
+    const auto file = scenario(json::array({canon({{"properties", quality(kRawAndJpeg)},
+                                                   {"shots", listOf(pair())},
+                                                   {"transferBytesPerSecond", 300000}})}));
     const auto result = runTarvo({"--scenario", file, "shoot", "--path", folder_.file("pics/shot")});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_TRUE(sameBytes(folder_.file("pics/shot0001.cr2"), kPhotos / "pairs/IMG_3501.CR2"));
