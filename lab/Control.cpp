@@ -12,6 +12,7 @@
 #include "lab/State.h"
 #include "lab/Trace.h"
 #include "lab/World.h"
+#include "lab/nikon/Sources.h"
 
 namespace lab {
 
@@ -39,6 +40,10 @@ DeviceRef namedDevice(Fields& command) {
 std::string attachNew(Fields& command, const Json& json) {
     const DeviceRef device = parseDevice(json, "device", presentContext(), command.report());
     if (std::string problem = finished(command); !problem.empty()) return problem;
+    const auto body = std::dynamic_pointer_cast<nikon::Body>(device);
+    if (body && !nikon::settleSourceId(*body, World::instance().devices())) {
+        return "device.sourceId: another body of its module has it";
+    }
     if (World::instance().add(device)) return {};
     return "device.id: a device called \"" + device->id() + "\" is attached already";
 }

@@ -32,6 +32,8 @@ public:
     virtual bool isAttached() const = 0;
     /** Plugs the device in; false when it was already. */
     virtual bool attach() = 0;
+    /** The device has come into the world; when it is attached, libraries may want to know. */
+    virtual void appeared() {}
     /** Pulls the device out; false when it was not in. */
     virtual bool detach() = 0;
 

@@ -6,8 +6,9 @@
 #include <set>
 
 #include "lab/Document.h"
-#include "lab/NikonFields.h"
 #include "lab/canon/Body.h"
+#include "lab/nikon/Body.h"
+#include "lab/nikon/Sources.h"
 #include "lab/video/Camera.h"
 
 namespace lab {
@@ -84,20 +85,21 @@ DeviceRef makeVideo(Fields& fields, std::string id, const Context& context) {
     return std::make_shared<video::Camera>(std::move(setup));
 }
 
-DeviceRef makeNikon(Fields& fields, std::string id, const Json& json, const Context& context) {
-    checkNikonFields(fields, context);
+DeviceRef makeNikon(Fields& fields, std::string id, const Context& context) {
+    nikon::BodySetup setup;
+    setup.id = std::move(id);
+    nikon::readBodySetup(fields, context, setup);
     fields.finish();
     if (!fields.report().isFine()) return nullptr;
-    return std::make_shared<StoredDevice>(std::move(id), Family::nikon, std::make_unique<Json>(json));
+    return std::make_shared<nikon::Body>(std::move(setup));
 }
 
-DeviceRef makeDevice(Fields& fields, std::string id, Family family, const Json& json,
-                     const Context& context) {
+DeviceRef makeDevice(Fields& fields, std::string id, Family family, const Context& context) {
     switch (family) {
         case Family::canon:
             return makeCanon(fields, std::move(id), context);
         case Family::nikon:
-            return makeNikon(fields, std::move(id), json, context);
+            return makeNikon(fields, std::move(id), context);
         case Family::video:
             return makeVideo(fields, std::move(id), context);
     }
@@ -118,15 +120,18 @@ void readDevices(Fields& fields, const Context& context, Setup& out) {
         }
         out.devices.push_back(std::move(device));
     }
+    const size_t doubled = nikon::settleSourceIds(out.devices);
+    if (doubled == out.devices.size()) return;
+    fields.report().wrong(itemPath("devices", doubled) + ".sourceId", "another body of its module has it");
 }
 
 void readModule(Fields& fields, Setup& out) {
     const Json* module = fields.object("module");
     if (module == nullptr) return;
     Fields moduleFields(*module, "module", fields.report());
-    checkNikonCapabilities(moduleFields);
-    moduleFields.finish();
-    out.module = module->dump();
+    auto setup = std::make_shared<nikon::ModuleSetup>();
+    nikon::readModuleSetup(moduleFields, *setup);
+    out.module = std::move(setup);
 }
 
 std::string folderOf(const std::string& path) {
@@ -144,7 +149,7 @@ DeviceRef parseDevice(const Json& json, const std::string& path, const Context& 
     if (!readId(fields, id) || !readFamily(fields, family)) return nullptr;
     bool isAttached = true;
     fields.flag("attached", isAttached);
-    DeviceRef device = makeDevice(fields, std::move(id), family, json, context);
+    DeviceRef device = makeDevice(fields, std::move(id), family, context);
     if (device && !isAttached) device->detach();
     return device;
 }

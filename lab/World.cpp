@@ -21,12 +21,16 @@ World& World::instance() {
 }
 
 void World::replace(Setup setup) {
+    const std::vector<DeviceRef> newcomers = setup.devices;
     {
         const std::lock_guard guard(mutex_);
         std::swap(setup_, setup);
     }
     for (const DeviceRef& device : setup.devices) {
         device->detach();
+    }
+    for (const DeviceRef& device : newcomers) {
+        device->appeared();
     }
 }
 
@@ -40,15 +44,21 @@ DeviceRef World::find(std::string_view id) const {
     return findIn(setup_.devices, id);
 }
 
-bool World::add(DeviceRef device) {
+bool World::put(const DeviceRef& device) {
     const std::lock_guard guard(mutex_);
     for (DeviceRef& known : setup_.devices) {
         if (known->id() != device->id()) continue;
         if (known->isAttached()) return false;
-        known = std::move(device);
+        known = device;
         return true;
     }
-    setup_.devices.push_back(std::move(device));
+    setup_.devices.push_back(device);
+    return true;
+}
+
+bool World::add(const DeviceRef& device) {
+    if (!put(device)) return false;
+    device->appeared();
     return true;
 }
 
@@ -60,6 +70,11 @@ std::string World::folder() const {
 std::vector<std::string> World::photos() const {
     const std::lock_guard guard(mutex_);
     return setup_.photos;
+}
+
+std::shared_ptr<const nikon::ModuleSetup> World::module() const {
+    const std::lock_guard guard(mutex_);
+    return setup_.module;
 }
 
 Dialog World::dialog() const {

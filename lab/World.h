@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -15,6 +16,10 @@
 #include "lab/Export.h"
 
 namespace lab {
+
+namespace nikon {
+struct ModuleSetup;
+}
 
 /** What the movie export dialog will answer. */
 struct Dialog {
@@ -31,7 +36,7 @@ struct Setup {
     std::vector<std::string> photos;
     std::vector<DeviceRef> devices;
     Dialog dialog;
-    std::string module;  // of the Nikon module object, as JSON text; empty: nothing said
+    std::shared_ptr<const nikon::ModuleSetup> module;  // of the Nikon module object; null: nothing said
 };
 
 class LAB_EXPORT World {
@@ -45,14 +50,17 @@ public:
     std::vector<DeviceRef> devices() const;
     DeviceRef find(std::string_view id) const;
     /** Takes the place of a device that was pulled and has the same id; false when that one is attached. */
-    bool add(DeviceRef device);
+    bool add(const DeviceRef& device);
 
     std::string folder() const;
     std::vector<std::string> photos() const;
+    std::shared_ptr<const nikon::ModuleSetup> module() const;
     Dialog dialog() const;
     void setDialog(Dialog dialog);
 
 private:
+    bool put(const DeviceRef& device);
+
     mutable std::mutex mutex_;
     Setup setup_;  // guarded by mutex_
 };

@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "lab/nikon/Setup.h"
 #include "lab/video/Camera.h"
 #include "tests/lab/support.h"
 
@@ -202,7 +203,7 @@ TEST(Scenarios, of_every_family_are_read_whole) {
             { "unit": 1, "selector": 4, "size": 4, "min": 1, "max": 10000, "cur": 156 } ] } },
         { "id": "video-2", "family": "video", "frames": "pattern" } ],
       "dialog": { "answer": "error", "status": -128, "settings": "0000ff", "delayMs": 5 },
-      "module": { "capabilities": [{ "id": 3, "type": 10 }] }
+      "module": { "capabilities": [{ "id": 5, "type": 10 }] }
     })";
     const lab::Setup setup = setupOf(text, folder.path());
     ASSERT_EQ(setup.devices.size(), 4u);
@@ -225,7 +226,8 @@ TEST(Scenarios, of_every_family_are_read_whole) {
     EXPECT_EQ(setup.dialog.status, -128);
     EXPECT_EQ(setup.dialog.settings, (std::vector<uint8_t>{0, 0, 0xFF}));
     EXPECT_EQ(setup.dialog.delayMs, 5);
-    EXPECT_EQ(Json::parse(setup.module)["capabilities"][0]["id"], 3);
+    ASSERT_TRUE(setup.module);
+    EXPECT_EQ(lab::nikon::find(setup.module->capabilities, 5)->type, lab::nikon::kCallback);
 }
 
 TEST(Scenarios, may_be_empty) {
