@@ -9,7 +9,7 @@
 namespace e2e {
 namespace {
 
-constexpr int kRounds = kSanitized ? 5 : 15;
+const int kRounds = kSanitized ? 5 : 15;
 
 class NikonConcurrency : public NikonTest {
 protected:
