@@ -112,7 +112,9 @@ std::string nikonLabel(const Json& entry) {
     const auto slashes = static_cast<size_t>(std::count(object.begin(), object.end(), '/'));
     const size_t level = object.empty() ? 0 : std::min<size_t>(slashes + 1, kLevels.size() - 1);
     const int64_t command = e2e::number(args["command"]);
-    std::string label = std::string(kLevels[level]) + " " + commandName(command);
+    // A procedure is taken back by setting nothing.
+    const bool isTakenBack = command == kSetCommand && e2e::number(args["dataType"]) == 0;
+    std::string label = std::string(kLevels[level]) + " " + (isTakenBack ? "clear" : commandName(command));
     if (command == kStartCommand || command == kSetCommand || command == kGetCommand ||
         command == kGetArrayCommand) {
         std::array<char, 24> capability{};
