@@ -46,6 +46,8 @@ def rows(figures):
     yield ratio_row(figures, "download_25MB", "Download of 25 MB, against writing a file", "≤ 1.25")
     yield ratio_row(figures, "video_frame_1080p", "1080p frame over the socket, against a copy and a raw send", "≤ 1.3")
     yield ratio_row(figures, "average_of_32", "Average of 32 1080p frames, against FFmpeg's tmix", "< 1")
+    yield ratio_row(figures, "nikon_live_view", "Nikon live-view frame of 200 KB, against the module, a copy and a raw send", "≤ 1.3")
+    yield ratio_row(figures, "nikon_transfer_25MB", "NEF of 25 MB in 64 KB blocks, against writing the same buffer", "≤ 1.3")
     bound = in_us(figures["averaging_1080p_baseline"])
     measured = in_us(figures["averaging_1080p"])
     pixel = measured * 1e3 / (1920 * 1080)
@@ -55,6 +57,8 @@ def rows(figures):
     for name, what, target in (
         ("deadline_idle", "Deadline to shutter command, idle", "median ≤ 100 µs"),
         ("deadline_both_cores_busy", "Deadline to shutter command, both cores busy", "reported"),
+        ("nikon_deadline_idle", "Deadline to Nikon shutter command, idle", "median ≤ 100 µs"),
+        ("nikon_deadline_both_cores_busy", "Deadline to Nikon shutter command, both cores busy", "reported"),
     ):
         row = figures[name]
         yield what, f"median {row['p50_us']:.0f} µs, p99 {row['p99_us']:.0f} µs, max {row['max_us']:.0f} µs", "", "", target
