@@ -25,6 +25,26 @@ size_t skipScan(std::span<const uint8_t> bytes, size_t at) {
 
 }  // namespace
 
+JpegSize jpegSize(std::span<const uint8_t> bytes) {
+    if (bytes.size() < 4 || bytes[0] != kPrefix || bytes[1] != kStartOfImage) return {};
+    size_t at = 2;
+    while (at + 8 < bytes.size() && bytes[at] == kPrefix) {
+        const uint8_t marker = bytes[at + 1];
+        if (marker == kPrefix) {  // a fill byte
+            ++at;
+            continue;
+        }
+        // A frame header is any of the sixteen but those of tables, extensions and arithmetic conditioning.
+        const bool isFrame =
+            marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
+        const auto number = [&](size_t offset) { return bytes[at + offset] << 8 | bytes[at + offset + 1]; };
+        if (isFrame) return {number(7), number(5)};
+        if (marker == kStartOfScan || number(2) < 2) return {};
+        at += 2 + static_cast<size_t>(number(2));
+    }
+    return {};
+}
+
 size_t jpegLength(std::span<const uint8_t> bytes) {
     if (bytes.size() < 4 || bytes[0] != kPrefix || bytes[1] != kStartOfImage) return 0;
     size_t at = 2;

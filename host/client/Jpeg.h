@@ -20,4 +20,10 @@ namespace tarvo {
  */
 size_t jpegLength(std::span<const uint8_t> bytes);
 
+struct JpegSize {
+    int width = 0;  // pixels; 0: no JPEG picture
+    int height = 0;
+};
+JpegSize jpegSize(std::span<const uint8_t> bytes);
+
 }  // namespace tarvo

@@ -1,7 +1,5 @@
 #include "host/tarvo/CameraAccess.h"
 
-#include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <thread>
 
@@ -26,11 +24,6 @@ constexpr auto kEndLimit = 5s;
 constexpr auto kRestartLimit = 1s;
 constexpr auto kRestartPause = 20ms;
 constexpr size_t kLongestLabSocket = 107;
-
-bool hasText(const std::string& name, const std::string& wanted) {
-    const auto equal = [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); };
-    return std::search(name.begin(), name.end(), wanted.begin(), wanted.end(), equal) != name.end();
-}
 
 }  // namespace
 
@@ -138,6 +131,7 @@ int HelperAccess::findRunning(const CommonOptions& options) {
 }
 
 CameraAccess::~CameraAccess() {
+    nikon_.end();
     // After Ctrl-C the orderly end must not be cut short by the same Ctrl-C; a second one ends the process.
     connection_.setInterrupt(-1);
     client_.setLimit(kEndLimit);
@@ -170,7 +164,7 @@ int CameraAccess::connect(const CommonOptions& options, CallbackStream::Listener
     connection_.setInterrupt(helper_.process() != nullptr ? interrupt::fd() : -1);
     connection_.setActivity(&events_.activity());
     if (auto error = connection_.open(helper_.port(), kConnectLimit)) return report(error);
-    return startLibrary();
+    return namesNikon(options_.camera) ? kExitOk : startLibrary();
 }
 
 int CameraAccess::startLibrary() {
@@ -209,22 +203,47 @@ int CameraAccess::findCameras(std::vector<FoundCamera>& found) {
     return kExitOk;
 }
 
-int CameraAccess::openSession() {
-    std::vector<FoundCamera> found;
-    if (const int status = findCameras(found); status != kExitOk) return status;
-    if (found.empty()) {
-        complain(
-            "no Canon camera is attached. Plug one in, switch it on, and close other programs that use it");
-        return kExitNoCamera;
+int CameraAccess::findNikons(std::vector<FoundNikon>& found, bool endsAtFirst) {
+    if (const int status = nikon_.connect(helper_.port(), options_, &events_.activity()); status != kExitOk)
+        return status;
+    if (!nikon_.hasModules() && !options_.nikonModules.empty()) {
+        complain("--nikon-modules: there is no module bundle in {}", nikon_.folder());
+        return kExitUsage;
     }
-    const auto chosen = std::find_if(found.begin(), found.end(),
-                                     [&](const auto& c) { return hasText(c.name, options_.camera); });
-    if (chosen == found.end()) {
+    return nikon_.findCameras(options_.camera, endsAtFirst, found);
+}
+
+int CameraAccess::complainOfNoCamera(const std::vector<FoundCamera>& others) {
+    if (options_.camera.empty()) {
+        complain("no camera is attached. Plug one in, switch it on, and close other programs that use it");
+    } else if (!others.empty()) {
         complain("no reachable camera has '{}' in its name; there is '{}'", options_.camera,
-                 found.front().name);
-        return kExitNoCamera;
+                 others.front().name);
+    } else {
+        complain("no reachable camera has '{}' in its name; 'tarvo cameras' lists them", options_.camera);
     }
-    camera_ = *chosen;
+    if (!nikon_.hasModules()) {
+        note(
+            "  Nikon cameras need a module bundle; there is none in {}. --nikon-modules names another "
+            "folder.",
+            nikon_.folder());
+    }
+    return kExitNoCamera;
+}
+
+int CameraAccess::openCamera() {
+    std::vector<FoundCamera> canons;
+    if (const int status = findCameras(canons); status != kExitOk) return status;
+    for (const auto& camera : canons) {
+        if (hasText(camera.name, options_.camera)) return openSession(camera);
+    }
+    std::vector<FoundNikon> nikons;
+    if (const int status = findNikons(nikons, true); status != kExitOk) return status;
+    return nikons.empty() ? complainOfNoCamera(canons) : nikon_.select(nikons.front());
+}
+
+int CameraAccess::openSession(const FoundCamera& camera) {
+    camera_ = camera;
     const auto handle = client_.openSession(camera_.reference);
     if (!handle.ok()) return report(handle.error);
     if (handle.value == 0 || handle.value == kStatusNoSession) {

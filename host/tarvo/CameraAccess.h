@@ -1,8 +1,8 @@
-/* CameraAccess.h: from the common options to a helper, a camera and a session on it.
+/* CameraAccess.h: from the common options to a helper, and to a Canon or Nikon camera that is open for calls.
  *
  * Each step prints its own complaint and answers the exit status that the command should end with (kExitOk:
- * go on). What was opened is closed in reverse order at the end, by Ctrl-C too: the session, the camera
- * library if this command started it, and the helper if it is this command's own.
+ * go on). What was opened is closed in reverse order at the end, by Ctrl-C too: the camera, the
+ * Canon library if this command started it, the Nikon modules, and the helper if it is this command's own.
  *
  * Thread: main. The listener runs on the event stream's thread.
  */
@@ -16,6 +16,7 @@
 #include "host/client/CanonClient.h"
 #include "host/client/HelperProcess.h"
 #include "host/tarvo/LogForwarder.h"
+#include "host/tarvo/NikonAccess.h"
 #include "host/tarvo/Options.h"
 
 namespace tarvo {
@@ -59,27 +60,36 @@ public:
     CameraAccess& operator=(const CameraAccess&) = delete;
     ~CameraAccess();
 
-    /** Helper, event stream, connection and camera library. */
+    /** Helper, event stream, connection, and the Canon library unless only a Nikon camera can be meant. */
     int connect(const CommonOptions& options, CallbackStream::Listener listener = {});
-    /** Tells of cameras that are attached but cannot be reached. */
+    /** The Canon cameras. Tells of those that are attached but cannot be reached. */
     int findCameras(std::vector<FoundCamera>& found);
-    /** A session on the first camera whose name has the wanted text in it. */
-    int openSession();
+    /** The Nikon cameras whose names have the wanted text in them. */
+    int findNikons(std::vector<FoundNikon>& found, bool endsAtFirst = false);
+    /** Opens the first camera whose name has the wanted text in it; Canon cameras come first. */
+    int openCamera();
+    /** Says that there is none (of the wanted name, though others), and answers the exit status for that. */
+    int complainOfNoCamera(const std::vector<FoundCamera>& others);
 
     uint16_t port() const { return helper_.port(); }
+    /** What openCamera has opened: a Nikon camera, whose calls are nikon()'s, or a Canon one. */
+    bool isNikon() const { return nikon_.camera() != 0; }
+    NikonAccess& nikon() { return nikon_; }
+    const std::string& name() const { return isNikon() ? nikon_.chosen().name : camera_.name; }
     CanonClient& client() { return client_; }
     CallbackStream& events() { return events_; }
     int32_t handle() const { return handle_; }
-    const FoundCamera& camera() const { return camera_; }
 
 private:
     int startLibrary();
+    int openSession(const FoundCamera& camera);
 
     CommonOptions options_;
     HelperAccess helper_;
     CallbackStream events_;
     CallConnection connection_;
     CanonClient client_{connection_};
+    NikonAccess nikon_;
     bool didStartLibrary_ = false;
     std::vector<int32_t> list_;
     FoundCamera camera_;

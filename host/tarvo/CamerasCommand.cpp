@@ -7,8 +7,7 @@
 namespace tarvo {
 namespace {
 
-int showDetails(CameraAccess& access) {
-    if (const int status = access.openSession(); status != kExitOk) return status;
+int showCanon(CameraAccess& access) {
     const auto firmware = access.client().getFirmwareVersion(access.handle());
     if (!firmware.ok()) return report(firmware.error);
     say("    firmware {}", firmware.value);
@@ -22,35 +21,69 @@ int showDetails(CameraAccess& access) {
     return kExitOk;
 }
 
+int showNikon(CameraAccess& access) {
+    auto& nikon = access.nikon();
+    const auto battery = nikon.client().getBatteryLevel(nikon.camera());
+    if (!battery.ok()) return report(battery.error);
+    say("    battery {}", battery.value < 0 ? "-" : std::to_string(battery.value));
+    const auto isLive = nikon.client().isLiveView(nikon.camera());
+    if (!isLive.ok()) return report(isLive.error);
+    say("    live view {}", isLive.value ? "on" : "off");
+    return kExitOk;
+}
+
+int showDetails(CameraAccess& access) {
+    if (const int status = access.openCamera(); status != kExitOk) return status;
+    note("{}:", access.name());
+    return access.isNikon() ? showNikon(access) : showCanon(access);
+}
+
+void printNikon(const FoundNikon& camera) {
+    if (camera.type == 0) {
+        say("{}  (cannot be opened now)", camera.name);
+    } else {
+        say("{}  (module type {}, camera type {})", camera.name, camera.module.type, camera.type);
+    }
+}
+
 }  // namespace
 
 int runCameras(const CommonOptions& common, const CamerasOptions& options) {
     CameraAccess access;
     if (const int status = access.connect(common); status != kExitOk) return status;
-    std::vector<FoundCamera> found;
-    if (const int status = access.findCameras(found); status != kExitOk) return status;
-    if (found.empty()) {
-        complain(
-            "no Canon camera is attached. Plug one in, switch it on, and close other programs that use it");
-        return kExitNoCamera;
-    }
-    for (const auto& camera : found) {
+    std::vector<FoundCamera> canons;
+    if (const int status = access.findCameras(canons); status != kExitOk) return status;
+    const auto others = canons;
+    std::erase_if(canons, [&](const FoundCamera& camera) { return !hasText(camera.name, common.camera); });
+    for (const auto& camera : canons) {
         say("{}  (reference 0x{:08X})", camera.name.empty() ? "camera without a name" : camera.name,
             static_cast<uint32_t>(camera.reference));
     }
-    return options.showsDetails ? showDetails(access) : kExitOk;
+    std::vector<FoundNikon> nikons;
+    if (const int status = access.findNikons(nikons); status != kExitOk) return status;
+    for (const auto& camera : nikons)
+        printNikon(camera);
+    if (canons.empty() && nikons.empty()) return access.complainOfNoCamera(others);
+    if (!options.showsDetails) return kExitOk;
+    access.nikon().end();  // opening starts the one module that it needs anew
+    return showDetails(access);
 }
 
 void addCameras(CLI::App& app, Invocation& invocation) {
     auto* command = app.add_subcommand("cameras", "List the attached cameras");
     auto options = std::make_shared<CamerasOptions>();
     command->add_flag("--details", options->showsDetails,
-                      "Open the camera and show firmware, mode and battery");
-    describe(*command,
-             "With several Canon cameras attached only the last one can be reached; the list says so.\n\n"
-             "Examples:\n"
-             "  tarvo cameras\n"
-             "  tarvo cameras --details --simulated\n");
+                      "Open the camera that other commands would use and show firmware, mode and battery");
+    describe(
+        *command,
+        "With several Canon cameras attached only the last one can be reached; the list says so. A Nikon\n"
+        "camera is named by its module and its place in that module's list: 'Nikon D80 #0'. Commands use "
+        "the\n"
+        "first camera of this list, or the first one that has the text of --camera in its name.\n\n"
+        "Examples:\n"
+        "  tarvo cameras\n"
+        "  tarvo cameras --details --simulated\n"
+        "  tarvo cameras --nikon-modules modules --camera nikon\n");
     command->callback(
         [options, &invocation] { invocation.status = runCameras(invocation.common, *options); });
 }

@@ -44,6 +44,13 @@ int runSettingsOptions(const CommonOptions& common, const std::string& name);
 int runSettingsSet(const CommonOptions& common, const std::vector<std::string>& assignments, bool takesAny);
 void addSettings(CLI::App& app, Invocation& invocation);
 
+int runBattery(const CommonOptions& common);
+void addBattery(CLI::App& app, Invocation& invocation);
+int runBracketing(const CommonOptions& common);
+void addBracketing(CLI::App& app, Invocation& invocation);
+int runFocus(const CommonOptions& common, int steps);
+void addFocus(CLI::App& app, Invocation& invocation);
+
 struct ShootOptions {
     std::string path = "frame";
     std::string quality;       // empty: as the camera is set

@@ -10,7 +10,9 @@
 #include "host/tarvo/Console.h"
 #include "host/tarvo/ExitStatus.h"
 #include "host/tarvo/FrameFiles.h"
+#include "host/tarvo/FrameSource.h"
 #include "host/tarvo/Interrupt.h"
+#include "host/tarvo/NikonFrames.h"
 
 namespace tarvo {
 namespace {
@@ -32,28 +34,42 @@ bool pauseUntil(Clock::time_point moment) {
     }
 }
 
-/** Switches live view off again, whatever happens in between. */
-class LiveView {
+class CanonFrames : public FrameSource {
 public:
-    explicit LiveView(CameraAccess& access) : access_(access) {}
-    LiveView(const LiveView&) = delete;
-    LiveView& operator=(const LiveView&) = delete;
-    ~LiveView() {
+    explicit CanonFrames(CameraAccess& access) : access_(access) {}
+    ~CanonFrames() override {
         if (!isOn_) return;
         const auto status = access_.client().stopLiveView(access_.handle());
         if (!status.ok() || status.value != kStatusOk) note("live view could not be switched off");
     }
 
-    int start() {
+    int start() override {
         const auto status = access_.client().startLiveView(access_.handle());
         if (!status.ok()) return report(status.error);
         if (status.value != kStatusOk) {
-            complain("'{}' does not start live view: {}", access_.camera().name,
-                     statusSentence(status.value));
+            complain("'{}' does not start live view: {}", access_.name(), statusSentence(status.value));
             return kExitFailed;
         }
         isOn_ = true;
         return kExitOk;
+    }
+    int zoom(const std::vector<float>& position) override {
+        // The zoom holds from the next frame on, and the position only while there is a zoom.
+        auto& client = access_.client();
+        if (auto error = client.setLiveViewZoom(access_.handle(), true)) return report(error);
+        if (position.size() != 2) return kExitOk;
+        return report(client.setLiveViewZoomPosition(access_.handle(), position[0], position[1]));
+    }
+    Result<std::vector<uint8_t>> frame() override {
+        auto image = access_.client().getLiveViewImage(access_.handle());
+        // The array is as long as the longest frame so far: what follows the picture's end is not its own.
+        const size_t length = jpegLength(image.value);
+        if (length > 0) image.value.resize(length);
+        return image;
+    }
+    bool tellsGone(const Event& event) override {
+        const auto* state = std::get_if<StateEvent>(&event);
+        return state != nullptr && state->handle == access_.handle() && state->event == kStateEventShutdown;
     }
 
 private:
@@ -66,13 +82,13 @@ public:
     FrameSaver(CameraAccess& access, const LiveOptions& options) : access_(access), options_(options) {}
 
     int prepare();
-    int run();
+    int run(FrameSource& source);
 
 private:
-    int fetch(std::vector<uint8_t>& frame);
+    int fetch(FrameSource& source, std::vector<uint8_t>& frame);
     int store(std::span<const uint8_t> frame);
 
-    CameraAccess& access_;
+    CameraAccess& access_;  // whose events tell that the camera has gone
     const LiveOptions& options_;
     FrameFiles files_;
     int count_ = 0;
@@ -89,10 +105,10 @@ int FrameSaver::prepare() {
     return kExitFiles;
 }
 
-int FrameSaver::fetch(std::vector<uint8_t>& frame) {
+int FrameSaver::fetch(FrameSource& source, std::vector<uint8_t>& frame) {
     const auto end = Clock::now() + (count_ == 0 ? kFirstFrameLimit : kFrameLimit);
     for (;;) {
-        auto image = access_.client().getLiveViewImage(access_.handle());
+        auto image = source.frame();
         if (!image.ok()) return report(image.error);
         if (!image.value.empty()) {
             frame = std::move(image.value);
@@ -100,9 +116,7 @@ int FrameSaver::fetch(std::vector<uint8_t>& frame) {
         }
         Event event;
         while (access_.events().tryNext(event)) {
-            const auto* state = std::get_if<StateEvent>(&event);
-            if (state == nullptr || state->handle != access_.handle() || state->event != kStateEventShutdown)
-                continue;
+            if (!source.tellsGone(event)) continue;
             complain("the camera was unplugged or switched off after {} frames", count_);
             return kExitFailed;
         }
@@ -112,11 +126,7 @@ int FrameSaver::fetch(std::vector<uint8_t>& frame) {
         }
         if (pauseUntil(Clock::now() + kRetry)) return kExitInterrupted;
     }
-    // The array is as long as the longest frame so far: what follows the picture's end is not its own.
-    const size_t length = jpegLength(frame);
-    if (length > 0) {
-        frame.resize(length);
-    } else if (!didWarn_) {
+    if (jpegLength(frame) == 0 && !didWarn_) {
         note("frames are no JPEG pictures; they are stored as they come");
         didWarn_ = true;
     }
@@ -135,24 +145,16 @@ int FrameSaver::store(std::span<const uint8_t> frame) {
     return kExitOk;
 }
 
-int FrameSaver::run() {
-    LiveView view(access_);
-    if (const int status = view.start(); status != kExitOk) return status;
+int FrameSaver::run(FrameSource& source) {
+    if (const int status = source.start(); status != kExitOk) return status;
     if (options_.isZoomed) {
-        // The zoom holds from the next frame on, and the position only while there is a zoom.
-        if (auto error = access_.client().setLiveViewZoom(access_.handle(), true)) return report(error);
-        if (options_.position.size() == 2) {
-            if (auto error = access_.client().setLiveViewZoomPosition(access_.handle(), options_.position[0],
-                                                                      options_.position[1])) {
-                return report(error);
-            }
-        }
+        if (const int status = source.zoom(options_.position); status != kExitOk) return status;
     }
     const auto begin = Clock::now();
     auto next = begin;
     while (options_.frames == 0 || count_ < options_.frames) {
         std::vector<uint8_t> frame;
-        int status = fetch(frame);
+        int status = fetch(source, frame);
         if (status == kExitOk) status = store(frame);
         if (status == kExitInterrupted) break;
         if (status != kExitOk) return status;
@@ -181,8 +183,13 @@ int runLive(const CommonOptions& common, const LiveOptions& options) {
     FrameSaver saver(access, options);
     if (const int status = saver.prepare(); status != kExitOk) return status;
     if (const int status = access.connect(common); status != kExitOk) return status;
-    if (const int status = access.openSession(); status != kExitOk) return status;
-    return saver.run();
+    if (const int status = access.openCamera(); status != kExitOk) return status;
+    if (access.isNikon()) {
+        NikonFrames frames(access);
+        return saver.run(frames);
+    }
+    CanonFrames frames(access);
+    return saver.run(frames);
 }
 
 void addLive(CLI::App& app, Invocation& invocation) {
@@ -197,7 +204,8 @@ void addLive(CLI::App& app, Invocation& invocation) {
     command->add_option("--fps", options->fps, "At most so many frames a second; 0: as fast as they come")
         ->check(CLI::Range(0.0, 1000.0))
         ->capture_default_str();
-    auto* zoom = command->add_flag("--zoom", options->isZoomed, "Five times enlarged");
+    auto* zoom = command->add_flag("--zoom", options->isZoomed,
+                                   "Enlarged: five times, or as far as a Nikon camera does");
     command
         ->add_option("--position", options->position,
                      "Where to enlarge, as two fractions of the picture: X Y")
@@ -206,7 +214,7 @@ void addLive(CLI::App& app, Invocation& invocation) {
         ->needs(zoom);
     command->add_flag("--force", options->isForced, "Replace files that exist");
     describe(*command,
-             "Live view is switched off again at the end.\n\n"
+             "Live view is switched off again at the end, and a Nikon camera's enlargement set back.\n\n"
              "Examples:\n"
              "  tarvo live --path preview/live --frames 25 --fps 5\n"
              "  tarvo live --single now.jpg\n"

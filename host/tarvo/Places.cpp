@@ -69,6 +69,9 @@ fs::path helperPath() {
 fs::path simulatedFolder() {
     return treeFolder() / "lib" / "tarvo" / "simulated";
 }
+fs::path nikonFolder(bool isSimulated) {
+    return (isSimulated ? simulatedFolder() : treeFolder() / "lib" / "tarvo" / "frameworks") / "nikon";
+}
 fs::path photosFolder() {
     return treeFolder() / "share" / "tarvo" / "photos";
 }

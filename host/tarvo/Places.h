@@ -16,6 +16,8 @@ namespace tarvo {
 std::filesystem::path treeFolder();
 std::filesystem::path helperPath();
 std::filesystem::path simulatedFolder();
+/** The module bundles for Nikon bodies, real and simulated ones. */
+std::filesystem::path nikonFolder(bool isSimulated);
 std::filesystem::path photosFolder();
 std::filesystem::path scenarioFolder();
 

@@ -4,6 +4,7 @@
 #include "host/tarvo/Commands.h"
 #include "host/tarvo/Console.h"
 #include "host/tarvo/ExitStatus.h"
+#include "host/tarvo/NikonSettings.h"
 #include "host/tarvo/Properties.h"
 
 namespace tarvo {
@@ -11,7 +12,7 @@ namespace {
 
 int openCamera(CameraAccess& access, const CommonOptions& common) {
     if (const int status = access.connect(common); status != kExitOk) return status;
-    return access.openSession();
+    return access.openCamera();
 }
 
 std::string labelOf(const Property& property) {
@@ -33,6 +34,18 @@ std::string optionTexts(int32_t property, const std::vector<int32_t>& options) {
     return texts;
 }
 
+/** A word that names no setting of either family needs no camera to be refused. */
+bool namesSetting(const std::string& name) {
+    return findNikonSetting(name).has_value() || wantedProperty(name).has_value();
+}
+
+bool isAssignment(const std::string& text) {
+    const auto equals = text.find('=');
+    if (equals != std::string::npos && equals != 0 && equals + 1 != text.size()) return true;
+    complain("'{}' is not of the form NAME=VALUE", text);
+    return false;
+}
+
 struct Assignment {
     Property property;
     std::string text;
@@ -40,10 +53,6 @@ struct Assignment {
 
 std::optional<Assignment> parseAssignment(const std::string& text) {
     const auto equals = text.find('=');
-    if (equals == std::string::npos || equals == 0 || equals + 1 == text.size()) {
-        complain("'{}' is not of the form NAME=VALUE", text);
-        return std::nullopt;
-    }
     const auto property = wantedProperty(text.substr(0, equals));
     if (!property) return std::nullopt;
     return Assignment{*property, text.substr(equals + 1)};
@@ -91,6 +100,7 @@ int setOne(CameraAccess& access, const Assignment& assignment, bool takesAny) {
 int runSettingsList(const CommonOptions& common) {
     CameraAccess access;
     if (const int status = openCamera(access, common); status != kExitOk) return status;
+    if (access.isNikon()) return listNikonSettings(access);
     for (const auto& property : knownProperties()) {
         const auto value = access.client().getSetting(access.handle(), property.id);
         if (!value.ok()) return report(value.error);
@@ -109,27 +119,27 @@ int runSettingsList(const CommonOptions& common) {
 }
 
 int runSettingsGet(const CommonOptions& common, const std::vector<std::string>& names) {
-    std::vector<Property> properties;
+    if (!std::all_of(names.begin(), names.end(), namesSetting)) return kExitUsage;
+    CameraAccess access;
+    if (const int status = openCamera(access, common); status != kExitOk) return status;
+    if (access.isNikon()) return getNikonSettings(access, names);
     for (const auto& name : names) {
         const auto property = wantedProperty(name);
         if (!property) return kExitUsage;
-        properties.push_back(*property);
-    }
-    CameraAccess access;
-    if (const int status = openCamera(access, common); status != kExitOk) return status;
-    for (const auto& property : properties) {
-        const auto value = access.client().getSetting(access.handle(), property.id);
+        const auto value = access.client().getSetting(access.handle(), property->id);
         if (!value.ok()) return report(value.error);
-        say("{} {}", labelOf(property), valueText(property.id, value.value));
+        say("{} {}", labelOf(*property), valueText(property->id, value.value));
     }
     return kExitOk;
 }
 
 int runSettingsOptions(const CommonOptions& common, const std::string& name) {
-    const auto property = wantedProperty(name);
-    if (!property) return kExitUsage;
+    if (!namesSetting(name)) return kExitUsage;
     CameraAccess access;
     if (const int status = openCamera(access, common); status != kExitOk) return status;
+    if (access.isNikon()) return listNikonOptions(access, name);
+    const auto property = wantedProperty(name);
+    if (!property) return kExitUsage;
     const auto options = access.client().getSettingOptions(access.handle(), property->id);
     if (!options.ok()) return report(options.error);
     if (options.value.empty()) note("the camera offers no list of values for {} now", labelOf(*property));
@@ -140,14 +150,24 @@ int runSettingsOptions(const CommonOptions& common, const std::string& name) {
 }
 
 int runSettingsSet(const CommonOptions& common, const std::vector<std::string>& assignments, bool takesAny) {
+    for (const auto& text : assignments) {
+        if (!isAssignment(text) || !namesSetting(text.substr(0, text.find('=')))) return kExitUsage;
+    }
+    CameraAccess access;
+    if (const int status = openCamera(access, common); status != kExitOk) return status;
+    if (access.isNikon() && takesAny) {
+        complain(
+            "settings: --any is not for Nikon cameras: a value is a place in the list of what they offer");
+        return kExitUsage;
+    }
+    if (access.isNikon()) return setNikonSettings(access, assignments);
+    // All of them before any is changed.
     std::vector<Assignment> parsed;
     for (const auto& text : assignments) {
         const auto assignment = parseAssignment(text);
         if (!assignment) return kExitUsage;
         parsed.push_back(*assignment);
     }
-    CameraAccess access;
-    if (const int status = openCamera(access, common); status != kExitOk) return status;
     for (const auto& assignment : parsed) {
         if (const int status = setOne(access, assignment, takesAny); status != kExitOk) return status;
     }
@@ -156,13 +176,16 @@ int runSettingsSet(const CommonOptions& common, const std::vector<std::string>& 
 
 void addSettings(CLI::App& app, Invocation& invocation) {
     auto* command = app.add_subcommand("settings", "Show and change the camera's settings");
-    describe(*command,
-             "Without a further word: all known settings with their values.\n\n"
-             "Examples:\n"
-             "  tarvo settings\n"
-             "  tarvo settings get iso tv 0x405\n"
-             "  tarvo settings options quality\n"
-             "  tarvo settings set iso=400 tv=1/125 av=5.6 quality=raw+jpeg\n");
+    describe(
+        *command,
+        "Without a further word: all known settings with their values. A Nikon camera's values are texts of\n"
+        "the camera; a text that is not the only one of its kind is named by its place in the list (#3).\n\n"
+        "Examples:\n"
+        "  tarvo settings\n"
+        "  tarvo settings get iso tv 0x405\n"
+        "  tarvo settings options quality\n"
+        "  tarvo settings set iso=400 tv=1/125 av=5.6 quality=raw+jpeg\n"
+        "  tarvo settings set mode=Aperture metering=Spot 0x8112=#3 --camera nikon\n");
     command->callback([command, &invocation] {
         if (command->get_subcommands().empty()) invocation.status = runSettingsList(invocation.common);
     });

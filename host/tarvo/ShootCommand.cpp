@@ -11,14 +11,16 @@
 #include "host/tarvo/ExitStatus.h"
 #include "host/tarvo/FrameFiles.h"
 #include "host/tarvo/Interrupt.h"
+#include "host/tarvo/NikonSeries.h"
+#include "host/tarvo/NikonSettings.h"
 #include "host/tarvo/Properties.h"
+#include "host/tarvo/ShotSchedule.h"
 #include "host/tarvo/TimeText.h"
 
 namespace tarvo {
 namespace {
 
 constexpr int64_t kSecond = 1'000'000;
-constexpr int64_t kNoticeablyLate = kSecond / 10;
 
 std::chrono::milliseconds inMilliseconds(double seconds) {
     return std::chrono::milliseconds(static_cast<int64_t>(seconds * 1000));
@@ -103,22 +105,10 @@ int Series::judge(const ShotOutcome& outcome) const {
 }
 
 int Series::run(int firstNumber, int64_t firstMoment) {
-    const auto interval = static_cast<int64_t>(options_.interval * static_cast<double>(kSecond));
-    int64_t moment = firstMoment;
+    ShotSchedule schedule(firstMoment, options_.interval);
     for (int i = 0; i < options_.count; ++i) {
         number_ = firstNumber + i;
-        const int64_t now = wallClockMicroseconds();
-        if (i > 0 && interval > 0) {
-            moment += interval;
-            if (now > moment + kNoticeablyLate) {
-                note("{} is {:.1f} s late: camera and transfer take longer than the interval",
-                     files_.nameOf(number_), static_cast<double>(now - moment) / kSecond);
-            }
-        }
-        if (i == 0 && moment == 0) moment = now;
-        const bool isTimed = moment > now && (interval > 0 || i == 0);
-        if (isTimed && moment - now > kSecond) note("{} at {}", files_.nameOf(number_), timeOfDay(moment));
-        const auto outcome = taker_.take(requestOf(number_, isTimed ? moment : 0));
+        const auto outcome = taker_.take(requestOf(number_, schedule.next(files_.nameOf(number_))));
         console::endProgress();
         files_.discard();
         if (const int status = judge(outcome); status != kExitOk) return status;
@@ -188,11 +178,14 @@ int runShoot(const CommonOptions& common, const ShootOptions& options) {
     };
     CameraAccess access;  // its events end before what they use
     if (const int status = access.connect(common, onEvent); status != kExitOk) return status;
-    if (const int status = access.openSession(); status != kExitOk) return status;
+    if (const int status = access.openCamera(); status != kExitOk) return status;
     if (!options.quality.empty()) {
-        if (const int status = setQuality(access, options.quality); status != kExitOk) return status;
+        const int status =
+            access.isNikon() ? setNikonQuality(access, options.quality) : setQuality(access, options.quality);
+        if (status != kExitOk) return status;
     }
-    const int status = Series(access, files, options, number).run(first, moment);
+    const int status = access.isNikon() ? NikonSeries(access, files, options, number).run(first, moment)
+                                        : Series(access, files, options, number).run(first, moment);
     console::endProgress();
     return status;
 }
@@ -235,12 +228,15 @@ void addShoot(CLI::App& app, Invocation& invocation) {
              "What the\n"
              "photographer takes at the camera meanwhile is stored as frameNNNN-extra. A series keeps its "
              "rhythm by\n"
-             "the clock: each shutter is released by the helper at its own deadline.\n\n"
+             "the clock: each shutter is released by the helper at its own deadline. A Nikon camera stores "
+             "what it\n"
+             "is set to; --quality there is the text of any of its settings' values (tarvo settings).\n\n"
              "Examples:\n"
              "  tarvo shoot --path scene1/frame\n"
              "  tarvo shoot --quality raw+jpeg --in 3\n"
              "  tarvo shoot --path sunset/ --at 18:30:00 --count 60 --interval 10\n"
-             "  tarvo shoot --simulated --next\n");
+             "  tarvo shoot --simulated --next\n"
+             "  tarvo shoot --camera nikon --in 3\n");
     command->callback([options, &invocation] { invocation.status = runShoot(invocation.common, *options); });
 }
 

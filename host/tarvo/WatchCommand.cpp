@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/client/ErrorText.h"
+#include "host/client/NikonText.h"
 #include "host/client/protocol.h"
 #include "host/tarvo/CameraAccess.h"
 #include "host/tarvo/Commands.h"
@@ -18,6 +19,7 @@ namespace {
 constexpr int32_t kSecondImageBits = 0xF0;
 constexpr std::chrono::hours kLong{24};
 constexpr std::chrono::seconds kDownloadLimit{60};
+constexpr std::chrono::milliseconds kPollInterval{300};
 
 struct EventName {
     int32_t event;
@@ -55,6 +57,13 @@ std::string propertyName(int32_t id) {
                                                  : fmt::format("0x{:X}", static_cast<uint32_t>(id));
 }
 
+std::string statusText(const StatusEvent& event) {
+    const bool isNikon = event.module == kModuleNikon;
+    if (isNikon && event.value == kNikonStatusCameraGone) return "camera gone (0)";
+    if (isNikon && event.value == kNikonStatusTooHot) return "too hot, live view ends soon (1)";
+    return std::to_string(event.value);
+}
+
 uint32_t bits(int32_t value) {
     return static_cast<uint32_t>(value);
 }
@@ -76,7 +85,7 @@ struct LineWriter {
     }
     std::string operator()(const ProgressEvent& e) const { return fmt::format("progress  {} %", e.percent); }
     std::string operator()(const StatusEvent& e) const {
-        return fmt::format("status    {} {}", moduleText(e.module), e.value);
+        return fmt::format("status    {} {}", moduleText(e.module), statusText(e));
     }
 };
 
@@ -147,6 +156,47 @@ private:
     int missing_ = 0;  // files of the frame that have not been offered yet
 };
 
+/** A Nikon camera reports only while it is asked something, and offers nothing: its pictures are looked for.
+ */
+class NikonPoller {
+public:
+    NikonPoller(CameraAccess& access, FrameFiles& files, bool saves)
+        : access_(access), files_(files), saves_(saves) {}
+
+    int nameNext(int number) {
+        number_ = number;
+        auto& nikon = access_.nikon();
+        const auto result = nikon.client().preCapture(nikon.camera(), files_.arrivalPath(number));
+        if (!result.ok()) return report(result.error);
+        if (result.value == kStatusOk) return kExitOk;
+        complain("the camera does not get ready: {}", nikonCaptureSentence(result.value));
+        return kExitFailed;
+    }
+    int poll() {
+        auto& nikon = access_.nikon();
+        if (!saves_) return report(nikon.client().getBatteryLevel(nikon.camera()).error);
+        const auto images = nikon.client().checkForImages(nikon.camera(), kDownloadLimit);
+        if (!images.ok()) return report(images.error);
+        if (images.value == 0) return kExitOk;
+        if (images.value < 0) {
+            files_.discard();
+            complain("a picture that waits on the camera: {}", nikonCheckSentence(images.value));
+            return kExitFailed;
+        }
+        const auto published = files_.publish(number_);
+        for (const auto& file : published.files)
+            note("stored {}", file.string());
+        if (published.error) return report(published.error);
+        return nameNext(number_ + 1);
+    }
+
+private:
+    CameraAccess& access_;
+    FrameFiles& files_;
+    bool saves_;
+    int number_ = 0;
+};
+
 void printEvent(CameraAccess& access, const Event& event, const WatchOptions& options) {
     const int64_t time = access.events().arrivalTime();
     if (options.hidesProgress && std::holds_alternative<ProgressEvent>(event)) return;
@@ -166,15 +216,22 @@ void printEvent(CameraAccess& access, const Event& event, const WatchOptions& op
     say("{}  {}", timeOfDay(time), std::visit(writer, event));
 }
 
-int watchEvents(CameraAccess& access, const WatchOptions& options, Collector* collector) {
+int watchEvents(CameraAccess& access, const WatchOptions& options, Collector* collector,
+                NikonPoller* poller) {
     const auto end =
         options.seconds > 0
             ? Clock::now() + std::chrono::milliseconds(static_cast<int64_t>(options.seconds * 1000))
             : Clock::now() + 365 * kLong;
     for (int seen = 0; options.count == 0 || seen < options.count; ++seen) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+        const auto limit = poller == nullptr ? left : std::min(left, kPollInterval);
         const auto event =
-            access.events().next(std::max(left, std::chrono::milliseconds(0)), interrupt::fd());
+            access.events().next(std::max(limit, std::chrono::milliseconds(0)), interrupt::fd());
+        if (poller != nullptr && event.error.failure == Failure::timeout && limit < left) {
+            if (const int status = poller->poll(); status != kExitOk) return status;
+            --seen;
+            continue;
+        }
         // Time that is up and Ctrl-C are how watching ends; events that were asked for by number must all
         // come.
         const bool isOver =
@@ -206,20 +263,25 @@ int runWatch(const CommonOptions& common, const WatchOptions& options) {
     CameraAccess access;
     if (const int status = access.connect(common); status != kExitOk) return status;
     if (options.opensSession) {
-        if (const int status = access.openSession(); status != kExitOk) return status;
+        if (const int status = access.openCamera(); status != kExitOk) return status;
     }
     Collector collector(access, files);
-    if (!options.save.empty()) {
+    NikonPoller poller(access, files, !options.save.empty());
+    if (!options.save.empty() && access.isNikon()) {
+        if (const int status = poller.nameNext(files.nextNumber()); status != kExitOk) return status;
+    } else if (!options.save.empty()) {
         collector.startAfter(files.nextNumber() - 1);
         if (const int status = collector.nameNext(); status != kExitOk) return status;
     }
     if (options.opensSession) {
-        note("watching '{}'", access.camera().name);
+        note("watching '{}'", access.name());
     } else {
         note("watching");
     }
     if (options.onReady) options.onReady();
-    return watchEvents(access, options, options.save.empty() ? nullptr : &collector);
+    const bool isOffered = !options.save.empty() && !access.isNikon();
+    return watchEvents(access, options, isOffered ? &collector : nullptr,
+                       access.isNikon() ? &poller : nullptr);
 }
 
 void addWatch(CLI::App& app, Invocation& invocation) {
@@ -240,15 +302,17 @@ void addWatch(CLI::App& app, Invocation& invocation) {
     auto closed = std::make_shared<bool>(false);
     command->add_flag("--no-session", *closed, "Only listen; the camera is opened by another program")
         ->excludes(save);
-    describe(*command,
-             "Events go to the program that connected last: watching takes them away from another host of "
-             "the same\n"
-             "helper. Pictures that the camera offers and nobody downloads (--save) are lost when watching "
-             "ends.\n\n"
-             "Examples:\n"
-             "  tarvo watch\n"
-             "  tarvo watch --json --for 60\n"
-             "  tarvo watch --save session/frame\n");
+    describe(
+        *command,
+        "Events go to the program that connected last: watching takes them away from another host of "
+        "the same\n"
+        "helper. Pictures that the camera offers and nobody downloads (--save) are lost when watching "
+        "ends;\na Nikon camera keeps them. A Nikon camera tells only that it has gone or gets too hot, and "
+        "the progress\nof transfers.\n\n"
+        "Examples:\n"
+        "  tarvo watch\n"
+        "  tarvo watch --json --for 60\n"
+        "  tarvo watch --save session/frame\n");
     command->callback([options, closed, &invocation] {
         options->opensSession = !*closed;
         invocation.status = runWatch(invocation.common, *options);

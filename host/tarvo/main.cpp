@@ -43,7 +43,14 @@ void addCommonOptions(CLI::App& app, CommonOptions& common) {
         app.add_option("--scenario", common.scenario,
                        "Simulated cameras as in this file, or one of those that came along by name");
     port->excludes(simulated)->excludes(helper)->excludes(scenario);
-    app.add_option("--camera", common.camera, "Use the camera whose name has this text in it");
+    app.add_option("--camera", common.camera,
+                   "Use the camera whose name has this text in it (\"5D\", \"nikon\", \"D80 #1\")");
+    app.add_option("--nikon-modules", common.nikonModules,
+                   "Folder of the module bundles for Nikon cameras; also in the environment as\n"
+                   "TARVO_NIKON_MODULES. Else the one of the simulated cameras with --simulated,\n"
+                   "--scenario or --lab-socket, and the one for real cameras without")
+        ->envname("TARVO_NIKON_MODULES")
+        ->check(CLI::ExistingDirectory);
     app.add_option("--lab-socket", common.labSocket, "Where the simulated cameras take commands (tarvo lab)");
     app.add_flag("-v,--verbose", common.isVerbose, "Show the log of a helper that is started");
 }
@@ -58,6 +65,9 @@ int runCommandLine(int argc, char** argv) {
     addHelper(app, invocation);
     addCameras(app, invocation);
     addSettings(app, invocation);
+    addBattery(app, invocation);
+    addBracketing(app, invocation);
+    addFocus(app, invocation);
     addShoot(app, invocation);
     addLive(app, invocation);
     addWatch(app, invocation);

@@ -1,10 +1,12 @@
-// The tables of the client library for Nikon cameras.
+// What the client library and the command know about Nikon cameras.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
 #include "host/client/NikonModules.h"
 #include "host/client/NikonText.h"
+#include "host/tarvo/NikonAccess.h"
+#include "host/tarvo/NikonSettings.h"
 #include "tests/host/TempFolder.h"
 
 namespace {
@@ -51,6 +53,46 @@ TEST(NikonText, TellsWhatToDoAboutEachResult) {
 TEST(NikonText, KeepsTheTwoMeaningsOfTheSameNumberApart) {
     EXPECT_NE(tarvo::nikonCaptureSentence(-4), tarvo::nikonCheckSentence(-4));
     EXPECT_TRUE(tarvo::nikonCaptureSentence(-77).starts_with("result -77: a number that is not known here"));
+}
+
+TEST(NikonSettings, AreKnownByNameAndByNumber) {
+    ASSERT_TRUE(tarvo::findNikonSetting("mode"));
+    EXPECT_EQ(tarvo::findNikonSetting("Mode")->capability, 0x8111);
+    EXPECT_STREQ(tarvo::findNikonSetting("0x8116")->name, "metering");
+    EXPECT_STREQ(tarvo::findNikonSetting("0x8112")->name, "");
+    EXPECT_EQ(tarvo::findNikonSetting("0x8112")->capability, 0x8112);
+    EXPECT_FALSE(tarvo::findNikonSetting("iso"));
+}
+
+TEST(NikonSettings, TakeAValueByItsTextOrAsMuchOfItAsTellsItApart) {
+    const std::vector<std::string> options{"JPEG Basic",      "JPEG Fine", "RAW",
+                                           "RAW + JPEG Fine", " 0 deg",    "-3 deg"};
+    EXPECT_EQ(tarvo::findNikonValue("jpeg fine", options), 1);
+    EXPECT_EQ(tarvo::findNikonValue("raw", options), 2) << "the whole text comes before a beginning";
+    EXPECT_EQ(tarvo::findNikonValue("raw+jpeg", options), 3);
+    EXPECT_EQ(tarvo::findNikonValue("0 deg", options), 4);
+    EXPECT_EQ(tarvo::findNikonValue("-3", options), 5);
+    EXPECT_FALSE(tarvo::findNikonValue("jpeg", options)) << "two begin with it";
+    EXPECT_FALSE(tarvo::findNikonValue("tiff", options));
+    EXPECT_FALSE(tarvo::findNikonValue("", options));
+}
+
+TEST(NikonSettings, TakeAValueByItsPlaceWhereTextsAreTheSame) {
+    const std::vector<std::string> options{"Undefined String", "Undefined String"};
+    EXPECT_FALSE(tarvo::findNikonValue("Undefined String", options));
+    EXPECT_EQ(tarvo::findNikonValue("#1", options), 1);
+    EXPECT_FALSE(tarvo::findNikonValue("#2", options));
+    EXPECT_FALSE(tarvo::findNikonValue("#", options));
+    EXPECT_FALSE(tarvo::findNikonValue("#1x", options));
+    EXPECT_FALSE(tarvo::findNikonValue("#-1", options));
+}
+
+TEST(NikonNames, TellTheFamily) {
+    EXPECT_TRUE(tarvo::namesNikon("nikon"));
+    EXPECT_TRUE(tarvo::namesNikon("Nikon D80 #1"));
+    EXPECT_FALSE(tarvo::namesNikon("D80"));
+    EXPECT_TRUE(tarvo::hasText("Nikon D80 #1", "d80 #1"));
+    EXPECT_FALSE(tarvo::hasText("Nikon D80 #1", "D90"));
 }
 
 }  // namespace

@@ -61,6 +61,18 @@ TEST(Jpeg, RealPicturesEndWhereTheirFilesDo) {
     EXPECT_EQ(count, 5);
 }
 
+TEST(Jpeg, TellsItsSize) {
+    const std::filesystem::path photos = TARVO_TEST_PHOTOS;
+    const std::string text = fake::readFile(photos / "liveview/canon_960x640.jpg");
+    const Bytes whole(text.begin(), text.end());
+    EXPECT_EQ(tarvo::jpegSize(whole).width, 960);
+    EXPECT_EQ(tarvo::jpegSize(whole).height, 640);
+    EXPECT_EQ(tarvo::jpegSize(smallPicture()).width, 0) << "there is no frame header";
+    EXPECT_EQ(tarvo::jpegSize(Bytes(1000, 0xFF)).width, 0);
+    for (size_t length = 0; length < 20; ++length)
+        EXPECT_EQ(tarvo::jpegSize(std::span(whole).first(length)).width, 0) << length;
+}
+
 constexpr int64_t kTurn = int64_t{1} << 32;
 
 // What the helper does with a deadline: waits only when its low bits are ahead and less than 5 s away.
