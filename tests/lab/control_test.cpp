@@ -48,7 +48,6 @@ TEST_F(Control, refuses_lines_that_are_no_commands) {
          "device.id: a device called \"canon-1\" is attached already"},
         {R"({"cmd":"attach","device":{"id":"x","family":"canon","firm":1}})", "device.firm: no such field"},
         {R"({"cmd":"attach","device":5})", "device: expected an object, found 5"},
-        {R"({"cmd":"press","id":"nikon-1"})", "devices of family nikon do not know press yet"},
         {R"({"cmd":"set","id":"canon-1","value":1})", "property: is missing"},
         {R"({"cmd":"set","id":"canon-1","property":"0x406"})", "value: is missing"},
         {R"({"cmd":"set","id":"canon-1","property":"0x999","value":1})", "canon-1 has no property 0x999"},
