@@ -16,6 +16,8 @@ using e2e::Bytes;
 // A callback message: module, marker, kind, then ints by kind (the kind's number is the index).
 constexpr size_t kEventHead = 6;
 constexpr std::array<size_t, 5> kEventInts = {0, 3, 4, 3, 2};
+constexpr size_t kEventIntsOfOthers = 1;  // Nikon and video tell no handle
+constexpr uint8_t kCanonModule = 10;
 
 bool isName(const std::string& token) {
     return token.starts_with('{') && !token.starts_with("{now");
@@ -52,7 +54,8 @@ Bytes receiveEvent(e2e::RawClient& socket) {
         ADD_FAILURE() << "no kind of event: " << kind;
         return {};
     }
-    const Bytes ints = socket.receive(kEventInts.at(kind) * sizeof(int32_t));
+    const size_t count = message.front() == kCanonModule ? kEventInts.at(kind) : kEventIntsOfOthers;
+    const Bytes ints = socket.receive(count * sizeof(int32_t));
     message.insert(message.end(), ints.begin(), ints.end());
     return message;
 }

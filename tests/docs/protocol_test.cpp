@@ -2,13 +2,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <cstdio>
 #include <map>
 #include <set>
 
 #include "tests/docs/DumpPlayer.h"
 #include "tests/docs/Markdown.h"
 #include "tests/e2e/support/canon_calls.h"
+#include "tests/e2e/support/video_calls.h"
 
 namespace docs {
 namespace {
@@ -142,6 +145,24 @@ TEST(ProtocolPage, MethodTableHasArgumentsAndResultsOfAllMethods) {
         EXPECT_EQ(simplified(rows[i].at(1)), simplified(methods[i].name));
         EXPECT_EQ(argumentLetters(rows[i].at(2)), methods[i].arguments);
         EXPECT_EQ(resultKind(rows[i].at(3)), methods[i].result);
+    }
+}
+
+TEST(ProtocolPage, VideoTableHasArgumentsOfAllMethodsAndEachHasADump) {
+    const std::string page = readPage(kPage);
+    const std::vector<Row> rows = rowsOf(page, {"id", "call", "takes", "gives"});
+    const auto methods = e2e::videoMethods();
+    ASSERT_EQ(rows.size(), methods.size());
+    for (size_t i = 0; i < rows.size(); ++i) {
+        SCOPED_TRACE(methods[i].name);
+        EXPECT_EQ(std::stoi(rows[i].at(0)), methods[i].id);
+        EXPECT_EQ(simplified(rows[i].at(1)), simplified(methods[i].name));
+        std::string letters = methods[i].arguments;
+        std::replace(letters.begin(), letters.end(), 'c', 'l');
+        EXPECT_EQ(argumentLetters(rows[i].at(2)), letters);
+        std::array<char, 8> call{};
+        std::snprintf(call.data(), call.size(), "\n> 28 %02x", static_cast<unsigned>(methods[i].id));
+        EXPECT_NE(page.find(call.data()), std::string::npos);
     }
 }
 
