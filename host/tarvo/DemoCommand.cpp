@@ -48,13 +48,13 @@ std::string readWhole(const fs::path& path) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-/** The camera's originals, shot by shot, as the scenario names them. */
-std::vector<std::vector<fs::path>> originalsOf(const fs::path& scenario) {
+/** The originals of the first camera of a family, shot by shot, as the scenario names them. */
+std::vector<std::vector<fs::path>> originalsOf(const fs::path& scenario, const std::string& family) {
     std::vector<std::vector<fs::path>> shots;
     const auto document = json::parse(readWhole(scenario), nullptr, false);
     if (document.is_discarded()) return shots;
     for (const auto& device : document.value("devices", json::array())) {
-        if (device.value("family", "") != "canon" || !shots.empty()) continue;
+        if (device.value("family", "") != family || !shots.empty()) continue;
         for (const auto& shot : device.value("shots", json::array())) {
             std::vector<fs::path> files;
             for (const auto& file : shot)
@@ -103,6 +103,8 @@ private:
     int shootSeries();
     int saveLiveView();
     int watchCamera();
+    int useNikon();
+    int shootNikonPair(const CommonOptions& nikon);
     void turnDialsAndPress() const;
 
     CommonOptions common_;
@@ -119,7 +121,7 @@ int Tour::shootPair() {
     shot.in = 2.0;
     shot.isForced = true;
     if (const int status = runShoot(common_, shot); status != kExitOk) return status;
-    const auto shots = originalsOf(scenario_);
+    const auto shots = originalsOf(scenario_, "canon");
     if (shots.empty()) {
         complain("the scenario names no pictures to compare with");
         return kExitFailed;
@@ -182,6 +184,41 @@ int Tour::watchCamera() {
     return kExitOk;
 }
 
+int Tour::shootNikonPair(const CommonOptions& nikon) {
+    announce("A RAW+JPEG shot with the Nikon, two seconds from now",
+             "shoot --camera nikon --path " + output_ + "/nikon/frame --in 2");
+    ShootOptions shot;
+    shot.path = output_ + "/nikon/frame";
+    shot.in = 2.0;
+    shot.isForced = true;
+    if (const int status = runShoot(nikon, shot); status != kExitOk) return status;
+    const auto shots = originalsOf(scenario_, "nikon");
+    if (shots.empty()) {
+        complain("the scenario names no pictures of a Nikon to compare with");
+        return kExitFailed;
+    }
+    return compare(output_ + "/nikon/frame0001", shots.front());
+}
+
+int Tour::useNikon() {
+    CommonOptions nikon = common_;
+    nikon.camera = "nikon";
+    announce("A Nikon camera's settings, by its own texts",
+             "settings set mode=Aperture metering=Spot --camera nikon");
+    const int status = runSettingsSet(nikon, {"mode=Aperture", "metering=Spot"}, false);
+    if (status != kExitOk) return status;
+    announce("All that it lets us choose", "settings --camera nikon");
+    if (const int listed = runSettingsList(nikon); listed != kExitOk) return listed;
+    if (const int shot = shootNikonPair(nikon); shot != kExitOk) return shot;
+    announce("Live view of the Nikon: five frames",
+             "live --camera nikon --path " + output_ + "/nikon/live --frames 5");
+    LiveOptions live;
+    live.path = output_ + "/nikon/live";
+    live.frames = 5;
+    live.isForced = true;
+    return runLive(nikon, live);
+}
+
 int Tour::run() {
     announce("Cameras", "cameras --details");
     CamerasOptions details;
@@ -195,7 +232,8 @@ int Tour::run() {
     if (const int status = shootPair(); status != kExitOk) return status;
     if (const int status = shootSeries(); status != kExitOk) return status;
     if (const int status = saveLiveView(); status != kExitOk) return status;
-    return watchCamera();
+    if (const int status = watchCamera(); status != kExitOk) return status;
+    return useNikon();
 }
 
 }  // namespace
@@ -219,6 +257,7 @@ int runDemo(const CommonOptions& common, const DemoOptions& options) {
     CommonOptions shared;  // the steps use the helper as any other host would
     shared.port = helper.port();
     shared.labSocket = own.labSocket;
+    shared.nikonModules = nikonFolder(true).string();
     const int status = Tour(shared, options.output, scenario.value).run();
     if (status == kExitOk) {
         note(
@@ -226,7 +265,8 @@ int runDemo(const CommonOptions& common, const DemoOptions& options) {
             "  pair/    one shot, RAW and JPEG, the same bytes as on the camera's card\n"
             "  series/  three shots in rhythm\n"
             "  live/    live-view frames\n"
-            "  camera/  what was taken at the camera itself",
+            "  camera/  what was taken at the camera itself\n"
+            "  nikon/   a RAW+JPEG shot and live-view frames of a Nikon camera",
             options.output);
     }
     return status;
@@ -239,7 +279,8 @@ void addDemo(CLI::App& app, Invocation& invocation) {
     describe(
         *command,
         "Lists the cameras, changes settings, takes a timed RAW+JPEG shot and compares it with the camera's\n"
-        "originals, takes a series, saves live view, and watches the camera. Takes about 15 seconds.\n\n"
+        "originals, takes a series, saves live view, and watches the camera; then a Nikon camera. Takes "
+        "about 20 seconds.\n\n"
         "Examples:\n"
         "  tarvo demo\n"
         "  tarvo demo --output /tmp/demo\n");

@@ -19,8 +19,11 @@ constexpr std::array<size_t, 5> kEventInts = {0, 3, 4, 3, 2};
 constexpr size_t kEventIntsOfOthers = 1;  // Nikon and video tell no handle
 constexpr uint8_t kCanonModule = 10;
 
+// A string: the folder of the simulated Nikon modules.
+constexpr std::string_view kModules = "{modules}";
+
 bool isName(const std::string& token) {
-    return token.starts_with('{') && !token.starts_with("{now");
+    return token.starts_with('{') && !token.starts_with("{now") && token != kModules;
 }
 bool isRun(const std::string& token) {
     return token.starts_with('[');
@@ -215,6 +218,7 @@ bool DumpPlayer::match(const std::string& token, const Bytes& bytes, size_t& at,
 }
 
 Bytes DumpPlayer::bytesOf(const std::string& token) const {
+    if (token == kModules) return e2e::Message().text(e2e::simulatedSetPath() + "/nikon").bytes();
     if (token.starts_with("{now")) return e2e::Message().int64(momentOf(token)).bytes();
     if (isName(token)) {
         const auto named = names_.find(inner(token));

@@ -6,7 +6,7 @@
  * or not lab {...}    a command to the camera lab and ends at a "#" that follows a blank. Bytes are pairs of
  * hexadecimal digits; {name} is an int that is captured where it first arrives and must stay the same; [n] is
  * n bytes of any value, n a number or a name; {now+Nms} is a long: the wall clock N milliseconds ahead, in
- * microseconds.
+ * microseconds; {modules} is a string, the folder of the simulated Nikon modules.
  *
  * Thread: one thread at a time.
  * Owns:   the helper, its connections, and the folder in which it works.

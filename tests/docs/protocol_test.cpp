@@ -11,6 +11,7 @@
 #include "tests/docs/DumpPlayer.h"
 #include "tests/docs/Markdown.h"
 #include "tests/e2e/support/canon_calls.h"
+#include "tests/e2e/support/nikon_calls.h"
 #include "tests/e2e/support/video_calls.h"
 
 namespace docs {
@@ -146,6 +147,53 @@ TEST(ProtocolPage, MethodTableHasArgumentsAndResultsOfAllMethods) {
         EXPECT_EQ(argumentLetters(rows[i].at(2)), methods[i].arguments);
         EXPECT_EQ(resultKind(rows[i].at(3)), methods[i].result);
     }
+}
+
+/** The page shows a call of this module and method. */
+bool hasCall(const std::string& page, const char* module, int method) {
+    std::array<char, 8> call{};
+    std::snprintf(call.data(), call.size(), "> %s %02x", module, static_cast<unsigned>(method));
+    return page.find("\n" + std::string(call.data())) != std::string::npos;
+}
+
+/** A result as the page tells it, as far as its kind on the wire goes. */
+e2e::NikonResult nikonResult(const std::string& cell) {
+    if (cell.starts_with("string array")) return e2e::NikonResult::texts;
+    if (cell.starts_with("byte array")) return e2e::NikonResult::bytes;
+    if (cell.starts_with("long")) return e2e::NikonResult::int64;
+    if (cell.starts_with("int")) return e2e::NikonResult::int32;
+    if (cell.starts_with("byte")) return e2e::NikonResult::byte;
+    return e2e::NikonResult::none;
+}
+
+TEST(ProtocolPage, NikonTableHasArgumentsAndResultsOfAllMethodsAndEachHasADump) {
+    const std::string page = readPage(kPage);
+    const std::vector<Row> rows = rowsOf(page, {"id", "Nikon call", "takes", "gives"});
+    const auto methods = e2e::nikonMethods();
+    ASSERT_EQ(rows.size(), methods.size());
+    for (size_t i = 0; i < rows.size(); ++i) {
+        SCOPED_TRACE(methods[i].name);
+        EXPECT_EQ(std::stoi(rows[i].at(0)), methods[i].id);
+        EXPECT_EQ(rows[i].at(1), methods[i].name);
+        std::string letters = methods[i].arguments;
+        for (char& letter : letters) {
+            if (letter == 'm' || letter == 'c') letter = 'l';
+        }
+        EXPECT_EQ(argumentLetters(rows[i].at(2)), letters);
+        EXPECT_EQ(nikonResult(rows[i].at(3)), methods[i].result);
+        EXPECT_TRUE(hasCall(page, "14", methods[i].id));
+    }
+}
+
+TEST(ProtocolPage, NikonShotLeavesBothFilesWhole) {
+    const std::string page = readPage(kPage);
+    DumpPlayer player(page);
+    for (const Block& block : blocksOf(page)) {
+        if (block.language == "bytes" && block.has("nikon")) player.play(block);
+    }
+    EXPECT_EQ(e2e::readFile(player.pictures() + "/shot3.nef").size(), 60000U);
+    EXPECT_EQ(e2e::readFile(player.pictures() + "/shot3.jpg").size(), 20000U);
+    EXPECT_FALSE(std::filesystem::exists(player.pictures() + "/shot4.jpg"));
 }
 
 TEST(ProtocolPage, VideoTableHasArgumentsOfAllMethodsAndEachHasADump) {

@@ -16,7 +16,8 @@ bool has(const std::string& text, const std::string& part) {
 
 TEST(Help, IsThereForEveryCommandWithExamples) {
     const std::vector<std::vector<std::string>> commands{
-        {}, {"helper"}, {"cameras"}, {"settings"}, {"shoot"}, {"live"}, {"watch"}, {"lab"}, {"demo"}};
+        {},        {"helper"}, {"cameras"}, {"settings"}, {"battery"}, {"bracketing"},
+        {"focus"}, {"shoot"},  {"live"},    {"watch"},    {"lab"},     {"demo"}};
     for (auto words : commands) {
         words.push_back("--help");
         const auto result = runTarvo(words);

@@ -425,6 +425,10 @@ TEST_F(EndToEnd, TheDemonstrationRuns) {
     const auto result = runTarvo({"demo", "--output", folder_.file("out")});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_TRUE(sameBytes(folder_.file("out/pair/frame0001.cr2"), kPhotos / "pairs/IMG_3501.CR2"));
+    EXPECT_TRUE(sameBytes(folder_.file("out/nikon/frame0001.nef"), kPhotos / "nikon/meta_d70.nef"));
+    EXPECT_TRUE(
+        sameBytes(folder_.file("out/nikon/frame0001.jpg"), kPhotos / "nikon/d5300_room_3000x2000.jpg"));
+    EXPECT_TRUE(std::filesystem::exists(folder_.file("out/nikon/live0005.jpg")));
     EXPECT_TRUE(has(result.out, "byte for byte"));
 }
 
