@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what building, testing and the demonstration need, from Debian's packages, and only what is missing.
-# Usage: scripts/install-deps.sh [build|test]     (test, the default, includes build)
+# Usage: scripts/install-deps.sh [build|test|fuzz]     (test, the default, includes build; fuzz includes test)
 set -euo pipefail
 
 build_packages=(
@@ -24,8 +24,13 @@ test_packages=(
   python3 git
 )
 
+fuzz_packages=(
+  clang libclang-rt-dev  # fuzzers, and the sanitizers that go with them
+)
+
 packages=("${build_packages[@]}")
 [ "${1:-test}" = build ] || packages+=("${test_packages[@]}")
+[ "${1:-test}" != fuzz ] || packages+=("${fuzz_packages[@]}")
 
 missing=()
 for package in "${packages[@]}"; do

@@ -157,7 +157,7 @@ private:
     uint32_t sourceId_ = 1;
 
     mutable std::mutex mutex_;
-    Table capabilities_;   // guarded by mutex_, as all below
+    Table capabilities_;  // guarded by mutex_, as all below
     uint64_t version_ = 1;
     Link link_ = 1;
     bool isAttached_ = true;

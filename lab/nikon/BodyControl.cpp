@@ -127,7 +127,8 @@ std::string Body::event(Fields& command) {
     if (!path.empty() && path.front() != sourceId_) {
         return "object: " + id() + " is source " + std::to_string(sourceId_) + ", found \"" + object + "\"";
     }
-    const Event event{std::move(path), static_cast<uint32_t>(number), static_cast<uint64_t>(parameter), false};
+    const Event event{std::move(path), static_cast<uint32_t>(number), static_cast<uint64_t>(parameter),
+                      false};
     if (raise(event)) return {};
     return "object: no object \"" + object + "\" of " + id() + " is open";
 }

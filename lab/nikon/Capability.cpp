@@ -74,8 +74,7 @@ std::string booleanFromJson(const Json& json, Value& out) {
 std::string pointFromJson(const Json& json, Value& out) {
     int64_t x = 0;
     int64_t y = 0;
-    const bool isPair =
-        json.is_array() && json.size() == 2 && toNumber(json[0], x) && toNumber(json[1], y);
+    const bool isPair = json.is_array() && json.size() == 2 && toNumber(json[0], x) && toNumber(json[1], y);
     const bool fits = x >= INT32_MIN && x <= INT32_MAX && y >= INT32_MIN && y <= INT32_MAX;
     if (!isPair || !fits) return expected("[x, y]", json);
     out.x = static_cast<int32_t>(x);

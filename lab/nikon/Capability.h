@@ -32,13 +32,7 @@ enum Type : uint32_t {
 };
 inline constexpr uint32_t kLastType = 14;
 
-enum Operation : uint32_t {
-    kStart = 1,
-    kGet = 2,
-    kSet = 4,
-    kGetArray = 8,
-    kGetDefault = 16
-};
+enum Operation : uint32_t { kStart = 1, kGet = 2, kSet = 4, kGetArray = 8, kGetDefault = 16 };
 
 enum ArrayType : uint32_t { kUnsignedArray = 2, kPackedStrings = 7 };
 

@@ -115,8 +115,8 @@ void readElements(Fields& fields, Capability& out) {
         return;
     }
     out.elementBytes = usualElementBytes(kEnumeration, out.arrayType);
-    out.elements = out.arrayType == kPackedStrings ? readTextElements(fields, *list)
-                                                   : readNumberElements(fields, *list);
+    out.elements =
+        out.arrayType == kPackedStrings ? readTextElements(fields, *list) : readNumberElements(fields, *list);
 }
 
 void readRange(Fields& fields, Capability& out) {

@@ -91,7 +91,7 @@ Table sourceTable(uint32_t cameraType) {
         numbers(kExposureMode, "Exposure mode", {0, 1, 2, 3}, 0),
         texts(kShutterSpeed, "Shutter speed",
               {"1/8000", "1/4000", "1/2000", "1/1000", "1/500", "1/250", "1/125", "1/60", "1/30", "1/15",
-               "1/8", "1/4", "1/2", "1", "2", "4", "8", "15", "30", "Bulb"},
+               "1/8",    "1/4",    "1/2",    "1",      "2",     "4",     "8",     "15",   "30",   "Bulb"},
               6),
         texts(kAperture, "Aperture", {"2.8", "4", "5.6", "8", "11", "16", "22"}, 2),
         texts(kSensitivity, "Sensitivity", {"100", "200", "400", "800", "1600", "3200"}, 1),

@@ -115,8 +115,7 @@ void clampZoom(View& view, unsigned imageWidth, unsigned imageHeight, uint16_t& 
     height = view.wholeHeight;
     if (view.zoomPercent > 0) {
         width = static_cast<uint16_t>(std::min<unsigned>(width, imageWidth * kPercent / view.zoomPercent));
-        height =
-            static_cast<uint16_t>(std::min<unsigned>(height, imageHeight * kPercent / view.zoomPercent));
+        height = static_cast<uint16_t>(std::min<unsigned>(height, imageHeight * kPercent / view.zoomPercent));
     }
     view.zoomX = std::clamp(view.zoomX, 0, view.wholeWidth - width);
     view.zoomY = std::clamp(view.zoomY, 0, view.wholeHeight - height);

@@ -51,9 +51,9 @@ struct BodySetup {
     Table capabilities;
     bool hasShots = false;  // an empty list of shots is one, too
     std::vector<std::vector<ShotItem>> shots;
-    std::vector<std::string> photos;   // for a body without shots; empty: made-up pictures
-    std::vector<LiveFrame> liveView;   // empty: a moving ramp
-    int64_t liveViewSeconds = 1800;    // until the camera is too hot for it
+    std::vector<std::string> photos;  // for a body without shots; empty: made-up pictures
+    std::vector<LiveFrame> liveView;  // empty: a moving ramp
+    int64_t liveViewSeconds = 1800;   // until the camera is too hot for it
     int64_t shutterLagMs = 0;
     int64_t transferBytesPerSecond = 0;  // 0: at once
 };

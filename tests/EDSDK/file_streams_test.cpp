@@ -18,7 +18,8 @@ int closeFailure = 0;  // the next close() says so
 
 extern "C" {
 int __real_close(int descriptor);
-int __wrap_close(int descriptor);
+// Visible, since a sanitizer's library is linked to it as well.
+__attribute__((visibility("default"))) int __wrap_close(int descriptor);
 
 int __wrap_close(int descriptor) {
     const int result = __real_close(descriptor);  // Linux frees the number in any case

@@ -96,6 +96,7 @@ TEST_F(Errors, come_when_a_session_cannot_do_what_is_asked) {
 }
 
 TEST_F(Errors, are_told_without_a_lock_held) {
+    std::atomic<bool> isDone{false};
     Chain chain = this->chain(0);
     hearer_->setWork([&] {
         chain.session->stopRunning();
@@ -103,11 +104,12 @@ TEST_F(Errors, are_told_without_a_lock_held) {
         must({{"cmd", "attach"}, {"id", "v-1"}});
         const CallScope scope;
         EXPECT_EQ(QTCaptureDevice::inputDevices()->size(), 2u);
+        isDone = true;
     });
     chain.session->startRunning();
     must({{"cmd", "detach"}, {"id", "v-1"}});
-    ASSERT_TRUE(hearer_->waitFor(1));
-    EXPECT_TRUE(eventually([&] { return deviceState("v-1")["attached"] == true; }));
+    ASSERT_TRUE(eventually([&] { return isDone.load(); }));
+    EXPECT_EQ(deviceState("v-1")["attached"], true);
     hearer_->setWork({});
 }
 

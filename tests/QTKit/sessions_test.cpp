@@ -1,5 +1,6 @@
 // Sessions: when frames come, when they stop, and who may do what meanwhile.
 #include <future>
+#include <memory>
 
 #include "tests/QTKit/fixture.h"
 
@@ -11,7 +12,8 @@ protected:
     void SetUp() override { start({{{"width", 16}, {"height", 16}, {"fps", 500}}}); }
 };
 
-/** Holds deliveries up until it is opened. */
+/** Holds deliveries up until it is opened. They may still be on their way through when a test ends: shared.
+ */
 class Gate {
 public:
     void pass() {
@@ -55,20 +57,17 @@ TEST_F(Sessions, deliver_on_a_thread_of_the_framework_with_output_and_connection
     EXPECT_EQ(deviceState("v-1")["sessions"], 0);
 }
 
-TEST_F(Sessions, keep_the_rate_over_many_frames) {
+TEST_F(Sessions, are_never_ahead_of_the_rate) {
     start({{{"width", 8}, {"height", 8}, {"fps", 100}}});
     Chain chain = this->chain();
+    const auto begin = std::chrono::steady_clock::now();
     chain.session->startRunning();
     ASSERT_TRUE(chain.taker->waitForMore(40));
-    chain.session->stopRunning();
-    // The schedule is the device's: what was delivered and what could not be add up to the time that went by.
     const Json state = deviceState("v-1");
-    const Json& times = state["frameTimes"];
-    const double seconds = (times.back()[1].get<double>() - times.front()[1].get<double>()) / 1e6;
-    const double frames = static_cast<double>(times.size() - 1) + state["missedFrames"].get<double>();
-    EXPECT_LE(frames, seconds * 100 + 2);
-    // Never early; how late a busy machine is, is nobody's fault here.
-    EXPECT_GE(seconds, (static_cast<double>(times.size()) - 2) / 100);
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begin;
+    // How far behind a busy machine is, is nobody's fault; what it missed is not made up for.
+    const double due = state["frames"].get<double>() + state["missedFrames"].get<double>();
+    EXPECT_LE(due, passed.count() * 100 + 1);
 }
 
 TEST_F(Sessions, deliver_nothing_once_stopped) {
@@ -87,11 +86,11 @@ TEST_F(Sessions, deliver_nothing_once_stopped) {
 }
 
 TEST_F(Sessions, stop_without_waiting_for_a_delivery) {
-    Gate gate;
+    const auto gate = std::make_shared<Gate>();
     Chain chain = this->chain();
-    chain.taker->setWork([&](CVImageBuffer&) { gate.pass(); });
+    chain.taker->setWork([gate](CVImageBuffer&) { gate->pass(); });
     chain.session->startRunning();
-    ASSERT_TRUE(gate.waitForSomebody());
+    ASSERT_TRUE(gate->waitForSomebody());
     chain.session->stopRunning();
     EXPECT_FALSE(chain.session->isRunning());
     // Nor does the next run begin another delivery beside the one that hangs.
@@ -99,22 +98,22 @@ TEST_F(Sessions, stop_without_waiting_for_a_delivery) {
     EXPECT_TRUE(eventually([&] { return deviceState("v-1")["missedFrames"] > 5; }));
     EXPECT_EQ(chain.taker->mostUnderway, 1);
     EXPECT_EQ(chain.taker->count(), 0u);
-    gate.open();
+    gate->open();
     EXPECT_TRUE(chain.taker->waitForMore(2));
     EXPECT_EQ(chain.taker->mostUnderway, 1);
 }
 
 TEST_F(Sessions, hold_the_delegate_while_they_call_it) {
-    Gate gate;
+    const auto gate = std::make_shared<Gate>();
     Chain chain = this->chain();
-    chain.taker->setWork([&](CVImageBuffer&) { gate.pass(); });
+    chain.taker->setWork([gate](CVImageBuffer&) { gate->pass(); });
     chain.session->startRunning();
-    ASSERT_TRUE(gate.waitForSomebody());
+    ASSERT_TRUE(gate->waitForSomebody());
     EXPECT_EQ(chain.taker->retainCount(), 2);
     chain.session->stopRunning();
     chain.output->setDelegate(nullptr);
     chain.taker = {};  // the delivery's reference is the last one
-    gate.open();
+    gate->open();
 }
 
 TEST_F(Sessions, retain_no_delegate_between_frames) {
@@ -141,6 +140,7 @@ TEST_F(Sessions, let_a_delegate_call_back) {
     });
     chain.session->startRunning();
     EXPECT_EQ(done.get_future().wait_for(kPatience), std::future_status::ready);
+    EXPECT_TRUE(eventually([&] { return chain.taker->underway == 0; }));
 }
 
 TEST_F(Sessions, may_end_inside_of_a_delivery) {
@@ -155,7 +155,7 @@ TEST_F(Sessions, may_end_inside_of_a_delivery) {
     });
     session->startRunning();
     ASSERT_EQ(done.get_future().wait_for(kPatience), std::future_status::ready);
-    EXPECT_TRUE(eventually([&] { return living("sessions") == 0; }));
+    EXPECT_TRUE(eventually([&] { return living("sessions") == 0 && chain.taker->underway == 0; }));
     EXPECT_TRUE(chain.device->isOpen());
 }
 

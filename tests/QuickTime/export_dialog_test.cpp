@@ -67,7 +67,7 @@ protected:
             {"GSK_RENDERER", "cairo"},
             {"GTK_A11Y", "none"},  // there is no bus here, and looking for one takes its time
             {"LD_LIBRARY_PATH", libraries}};
-        // Libraries that GTK brings in leak a little by themselves.
+        // Libraries that GTK brings in leak a little by themselves, and so does GLib under GStreamer.
         if (kSanitized) options.environment["ASAN_OPTIONS"] = "detect_leaks=0";
         start(options);
         isStarted_ = true;

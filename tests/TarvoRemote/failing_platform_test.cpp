@@ -22,9 +22,10 @@ void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
 int __real_socket(int domain, int type, int protocol);
 
-void* __wrap_malloc(size_t size);
-void* __wrap_calloc(size_t count, size_t size);
-int __wrap_socket(int domain, int type, int protocol);
+// Visible, since a sanitizer's library is linked to them as well.
+__attribute__((visibility("default"))) void* __wrap_malloc(size_t size);
+__attribute__((visibility("default"))) void* __wrap_calloc(size_t count, size_t size);
+__attribute__((visibility("default"))) int __wrap_socket(int domain, int type, int protocol);
 
 void* __wrap_malloc(size_t size) {
     return hasNoMemory ? nullptr : __real_malloc(size);

@@ -204,5 +204,23 @@ TEST_F(NikonWire, a_connection_may_begin_with_any_nikon_call) {
     }
 }
 
+TEST_F(NikonWire, calls_that_stop_half_way_run_with_zeros_for_what_was_not_sent) {
+    start();
+    for (const NikonMethod& method : nikonMethods()) {
+        SCOPED_TRACE(method.name);
+        // No handle has this address, nor has any number that its first bytes make.
+        const Bytes call =
+            Message().byte(20).byte(method.id).raw(nikonArgumentsFor(method, 0x0101010101010101));
+        for (size_t count = 1; count <= call.size(); ++count) {
+            RawClient client(helper().port());
+            client.send({call.begin(), call.begin() + static_cast<std::ptrdiff_t>(count)});
+            client.finishSending();
+            // After one byte the method's id reads as 0, which is no method.
+            const Bytes expected = count == 1 ? Bytes{} : headers(method.id, nikonNoHandleResult(method));
+            ASSERT_EQ(hex(client.receiveUntilClosed()), hex(expected)) << count << " bytes";
+        }
+    }
+}
+
 }  // namespace
 }  // namespace e2e

@@ -1,7 +1,7 @@
 /* Objects.h: the open objects of the modules, and where they are found.
  *
- * An object is known by the address of its caller's record and a token in it, so that a record which was never
- * opened, or was closed, is told from a live one without being trusted.
+ * An object is known by the address of its caller's record and a token in it, so that a record which was
+ * never opened, or was closed, is told from a live one without being trusted.
  *
  * Thread: the registry: any; it has one lock, which is taken last and held for looking and noting only. An
  *         Object's fields belong to whoever holds its module's lock, unless they say otherwise.

@@ -1,6 +1,6 @@
 // What the lab hears of the modules, and they of the lab.
-#include "frameworks/MAID/simulated/Module.h"
 #include "lab/State.h"
+#include "frameworks/MAID/simulated/Module.h"
 
 namespace maid {
 
@@ -33,9 +33,7 @@ public:
     }
 
 private:
-    static uint64_t count(const Counts& counts, Kind kind) {
-        return counts.open[static_cast<size_t>(kind)];
-    }
+    static uint64_t count(const Counts& counts, Kind kind) { return counts.open[static_cast<size_t>(kind)]; }
 
     static void writeCounts(lab::JsonText& out, const Counts& counts, bool withModules) {
         out.key("objects").beginObject();

@@ -95,9 +95,8 @@ constexpr TypeRow kTypes[] = {
 };
 
 const TypeRow* typesOf(const Capability& capability) {
-    const auto* row = std::find_if(std::begin(kTypes), std::end(kTypes), [&](const TypeRow& other) {
-        return other.capability == capability.type;
-    });
+    const auto* row = std::find_if(std::begin(kTypes), std::end(kTypes),
+                                   [&](const TypeRow& other) { return other.capability == capability.type; });
     return row == std::end(kTypes) ? nullptr : row;
 }
 

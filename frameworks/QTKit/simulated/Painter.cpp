@@ -74,9 +74,8 @@ private:
     std::vector<PictureRef> pictures_;
 };
 
-uint8_t shifted(uint8_t value, int offset) {
-    return static_cast<uint8_t>(std::clamp(value + offset, 0, 255));
-}
+/** Rows begin anywhere in the first half of the table; the second one is as long as the longest row. */
+constexpr size_t kOffsets = 65536;
 
 }  // namespace
 
@@ -86,15 +85,15 @@ std::unique_ptr<Painter> makePainter(const lab::video::CameraSetup& setup, const
 }
 
 Noise::Noise(int amplitude) {
-    constexpr size_t kOffsets = 65536;
     constexpr uint64_t kSeed = 1;
     if (amplitude == 0) return;
-    std::vector<uint8_t> bytes(kOffsets);
+    std::vector<uint8_t> bytes(2 * kOffsets);
     lab::fillNoise(kSeed, 0, bytes.data(), bytes.size());
-    offsets_.reserve(kOffsets);
+    offsets_.reserve(bytes.size());
     for (const uint8_t byte : bytes) {
+        const bool isAlpha = offsets_.size() % kPixelBytes == kPixelBytes - 1;
         // Both sides are equally likely, so that an average tends to the picture.
-        const int centred = 2 * byte - 255;
+        const int centred = isAlpha ? 0 : 2 * byte - 255;
         const int rounding = centred < 0 ? -127 : 127;
         offsets_.push_back(static_cast<int16_t>((centred * amplitude + rounding) / 255));
     }
@@ -103,19 +102,15 @@ Noise::Noise(int amplitude) {
 void Noise::add(uint64_t number, Frame& frame) const {
     if (offsets_.empty()) return;
     const Format& format = frame.format();
+    const size_t rowBytes = format.size.width * kPixelBytes;
     for (uint32_t y = 0; y < format.size.height; ++y) {
-        // Each row of each frame begins at another place of the table.
-        uint64_t at = 0;
-        std::array<uint8_t, sizeof at> place{};
+        std::array<uint8_t, 2> place{};
         lab::fillNoise(number, uint64_t{y} * place.size(), place.data(), place.size());
-        for (const uint8_t byte : place) {
-            at = at << 8U | byte;
-        }
-        uint8_t* pixel = frame.pixels() + y * format.bytesPerRow;
-        for (uint32_t x = 0; x < format.size.width; ++x, pixel += kPixelBytes) {
-            for (size_t colour = 0; colour < 3; ++colour) {
-                pixel[colour] = shifted(pixel[colour], offsets_[at++ % offsets_.size()]);
-            }
+        const size_t start = (place[0] | size_t{place[1]} << 8U) / kPixelBytes * kPixelBytes;
+        const int16_t* offsets = offsets_.data() + start;
+        uint8_t* row = frame.pixels() + y * format.bytesPerRow;
+        for (size_t i = 0; i < rowBytes; ++i) {
+            row[i] = static_cast<uint8_t>(std::clamp(row[i] + offsets[i], 0, 255));
         }
     }
 }
