@@ -17,7 +17,7 @@ struct Context {
 /** The highest number of made-up bytes in one file. */
 inline constexpr int64_t kMostMadeUpBytes = int64_t{1} << 30;
 /** A day: long enough for every time that a scenario may name. */
-inline constexpr int64_t kMostMilliseconds = 24 * 3600 * 1000;
+inline constexpr int64_t kMostMilliseconds = int64_t{24} * 3600 * 1000;
 
 std::string resolve(const Context& context, std::string_view path);
 /** A path that leads to a readable file; reports when it does not. */

@@ -54,29 +54,4 @@ private:
 
 using DeviceRef = std::shared_ptr<Device>;
 
-/** A device of a family whose library this lab does not simulate yet: it can be described, plugged and
- * pulled, and keeps its description for the library to come. */
-class LAB_EXPORT StoredDevice final : public Device {
-public:
-    StoredDevice(std::string id, Family family, std::unique_ptr<Json> settings);
-    ~StoredDevice() override;
-
-    bool isAttached() const override { return isAttached_; }
-    bool attach() override { return !isAttached_.exchange(true); }
-    bool detach() override { return isAttached_.exchange(false); }
-    std::string press() override;
-    std::string set(Fields& command) override;
-    std::string get(Fields& command, JsonText& answer) override;
-    std::string event(Fields& command) override;
-    void writeState(JsonText& out) override;
-
-    const Json& settings() const { return *settings_; }
-
-private:
-    std::string refusal(const char* command) const;
-
-    std::atomic<bool> isAttached_{true};
-    std::unique_ptr<Json> settings_;
-};
-
 }  // namespace lab
