@@ -50,7 +50,7 @@ bool SetBoolCapability(tagRefObj* object, uint32_t capability, uint8_t value) {
 ElementStorage AllocateElements(uint32_t count, uint16_t elementSize) {
     const uint64_t size = uint64_t{count} * elementSize;
     if (elementSize == 0 || size > kMostElementBytes) return nullptr;
-    return ElementStorage(static_cast<uint8_t*>(std::calloc(static_cast<size_t>(size) + 1, 1)));
+    return AllocateBytes(static_cast<size_t>(size) + 1);
 }
 
 bool GetArrayCapability(tagRefObj* object, uint32_t capability, NkMAIDArray* array) {

@@ -54,7 +54,7 @@ int32_t issueWithCopy(const tagRefObj* object, uint32_t command, uint32_t capabi
     if (size == 0 || record == nullptr) {
         return issueAndWait(object, command, capability, dataType, data, open);
     }
-    ElementStorage copy(static_cast<uint8_t*>(std::calloc(1, kSmallestCopy)));
+    ElementStorage copy = AllocateBytes(kSmallestCopy);
     if (copy == nullptr || open.reference() == nullptr) return kMaidResultOutOfMemory;
     std::memcpy(copy.get(), record, size);
     const uint8_t* seenByModule = copy.get();

@@ -15,6 +15,7 @@
  */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -34,6 +35,11 @@ struct FreeMemory {
 };
 /** Room for the elements of an array or enumeration; from malloc. */
 using ElementStorage = std::unique_ptr<uint8_t[], FreeMemory>;
+
+/** All zero; null when there is no memory. */
+inline ElementStorage AllocateBytes(size_t size) {
+    return ElementStorage(static_cast<uint8_t*>(std::calloc(size, 1)));
+}
 
 /** The plain call: no completion is waited for. */
 int32_t CallMAIDEntryPoint(const tagRefObj* object, uint32_t command, uint32_t parameter, uint32_t dataType,

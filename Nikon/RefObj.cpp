@@ -22,7 +22,7 @@ std::span<tagRefObj* const> childrenOf(const tagRefObj* object) {
 
 int32_t askForCount(const tagRefObj* object, uint32_t* count) {
     OpenCommand open;
-    ElementStorage answer(static_cast<uint8_t*>(std::calloc(1, sizeof(uint64_t))));
+    ElementStorage answer = AllocateBytes(sizeof(uint64_t));  // modules have had wider ideas of a count
     if (answer == nullptr || open.reference() == nullptr) return kMaidResultOutOfMemory;
     const auto* seenByModule = reinterpret_cast<uint32_t*>(answer.get());
     open.completion().record = std::move(answer);
@@ -37,17 +37,17 @@ int32_t askForList(const tagRefObj* object, uint32_t count, ElementStorage* list
     OpenCommand open;
     if (open.reference() == nullptr) return kMaidResultOutOfMemory;
     const auto data = reinterpret_cast<MaidParam>(list->get());
-    open.completion().elements = std::move(*list);
+    open.completion().elements.reset(list->release());
     const int32_t result =
         issueAndWait(object, kMaidCommandGetCapInfo, count, kMaidDataCapInfoPtr, data, open);
-    if (open.isCompleted()) *list = std::move(open.completion().elements);
+    if (open.isCompleted()) list->reset(open.completion().elements.release());
     return result;
 }
 
 ElementStorage newList(uint32_t count) {
     if (count > kMostCapabilities) return nullptr;
     // One more: an empty list is a list, too.
-    return ElementStorage(static_cast<uint8_t*>(std::calloc(size_t{count} + 1, sizeof(NkMAIDCapInfo))));
+    return AllocateBytes((size_t{count} + 1) * sizeof(NkMAIDCapInfo));
 }
 
 void storeList(tagRefObj* object, uint32_t* count, NkMAIDCapInfo** list, uint32_t newCount,

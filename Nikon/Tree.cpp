@@ -24,6 +24,7 @@ namespace nikon {
 namespace {
 
 constexpr int kLevelsBelowRoot = 3;
+constexpr size_t kSlotSize = sizeof(void*);  // of the array of children
 
 void freeRecord(void* record) {
     auto* object = static_cast<tagRefObj*>(record);
@@ -51,7 +52,7 @@ tagRefObj* newChild(tagRefObj* parent, int32_t id) {
 }
 
 bool link(tagRefObj* parent, tagRefObj* child) {
-    void* grown = std::realloc(parent->children, (size_t{parent->childCount} + 1) * sizeof(tagRefObj*));
+    void* grown = std::realloc(parent->children, (size_t{parent->childCount} + 1) * kSlotSize);
     if (grown == nullptr) return false;
     parent->children = static_cast<tagRefObj**>(grown);
     parent->children[parent->childCount++] = child;
@@ -68,7 +69,7 @@ void unlink(tagRefObj* parent, const tagRefObj* child) {
         parent->children = nullptr;
         return;
     }
-    void* shrunk = std::realloc(parent->children, parent->childCount * sizeof(tagRefObj*));
+    void* shrunk = std::realloc(parent->children, parent->childCount * kSlotSize);
     if (shrunk != nullptr) parent->children = static_cast<tagRefObj**>(shrunk);
 }
 
