@@ -104,7 +104,7 @@ int runFocus(const CommonOptions& common, int steps) {
 
 void addBattery(CLI::App& app, Invocation& invocation) {
     auto* command = app.add_subcommand("battery", "Show the camera's battery level in percent");
-    describe(*command, "Example:\n  tarvo battery --camera nikon\n");
+    describe(*command, "Examples:\n  tarvo battery\n  tarvo battery --camera nikon\n");
     command->callback([&invocation] { invocation.status = runBattery(invocation.common); });
 }
 
@@ -112,7 +112,7 @@ void addBracketing(CLI::App& app, Invocation& invocation) {
     auto* command = app.add_subcommand("bracketing", "Show whether a Nikon camera brackets: on or off");
     describe(*command,
              "Asking ends the variation of a bracketing that is under way.\n\n"
-             "Example:\n  tarvo bracketing --camera nikon\n");
+             "Examples:\n  tarvo bracketing --camera nikon\n  tarvo bracketing --simulated --camera nikon\n");
     command->callback([&invocation] { invocation.status = runBracketing(invocation.common); });
 }
 
