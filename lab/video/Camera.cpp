@@ -63,16 +63,17 @@ bool Camera::detach() {
 
 // ---- Frames --------------------------------------------------------------------------------------------
 
-bool Camera::reserve(Link link) {
+bool Camera::reserve(Link link, const void* owner) {
     const std::lock_guard guard(mutex_);
     if (!isHere(link)) return false;
     isReserved_ = true;
+    reserver_ = owner;
     return true;
 }
 
-void Camera::free(Link link) {
+void Camera::free(Link link, const void* owner) {
     const std::lock_guard guard(mutex_);
-    if (isHere(link)) isReserved_ = false;
+    if (isHere(link) && reserver_ == owner) isReserved_ = false;
 }
 
 bool Camera::isReserved(Link link) const {

@@ -57,9 +57,10 @@ public:
 
     // ---- The capture framework's side ------------------------------------------------------------------
 
-    /** False when it is gone. Whoever reserved the device may do so again. */
-    bool reserve(Link link);
-    void free(Link link);
+    /** False when it is gone. Whoever reserved the device may do so again; the newest owner counts. */
+    bool reserve(Link link, const void* owner = nullptr);
+    /** Does nothing for an owner whose reservation a newer one has replaced. */
+    void free(Link link, const void* owner = nullptr);
     bool isReserved(Link link) const;
 
     void beginSession();
@@ -113,6 +114,7 @@ private:
     Link link_ = 1;  // guarded by mutex_, as all below
     bool isAttached_ = true;
     bool isReserved_ = false;
+    const void* reserver_ = nullptr;  // whoever reserved it last
     int64_t sessions_ = 0;
     double fps_;
     uint64_t frames_ = 0;

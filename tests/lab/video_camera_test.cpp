@@ -73,6 +73,19 @@ TEST(VideoCamera, belongs_to_one_plugging_of_its_cable) {
     EXPECT_EQ(must({{"cmd", "get"}, {"id", "v-1"}, {"property", "1:4"}})["value"], 7);
 }
 
+TEST(VideoCamera, is_not_given_up_by_an_owner_who_has_lost_it) {
+    layOne(Json::object());
+    const auto device = camera();
+    const int older = 0;
+    const int newer = 0;
+    ASSERT_TRUE(device->reserve(*device->link(), &older));
+    ASSERT_TRUE(device->reserve(*device->link(), &newer));
+    device->free(*device->link(), &older);
+    EXPECT_TRUE(device->isReserved(*device->link()));
+    device->free(*device->link(), &newer);
+    EXPECT_FALSE(device->isReserved(*device->link()));
+}
+
 TEST(VideoCamera, counts_no_frames_while_it_is_not_reserved) {
     layOne(Json::object());
     const auto device = camera();

@@ -80,7 +80,8 @@ Device::~Device() {
         const std::lock_guard guard(registry().mutex);
         std::erase(registry().devices, this);
     }
-    camera_->free(link_);
+    // A frame thread may let go of the device late, when the next host has opened it anew: that one keeps it.
+    camera_->free(link_, this);
 }
 
 bool Device::hasMediaType(QTMediaType type) const {
@@ -92,7 +93,7 @@ bool Device::hasMediaType(QTMediaType type) const {
 bool Device::open(NSError** error) {
     lab::Call call("QTCaptureDevice.open", camera_->id());
     if (call.refused()) return refuseOpen(call.answer<int64_t>(), error);
-    const bool isReserved = camera_->reserve(link_);
+    const bool isReserved = camera_->reserve(link_, this);
     if (!isReserved) giveError(error, QTErrorDeviceWasDisconnected);
     return call.done(isReserved);
 }
@@ -100,7 +101,7 @@ bool Device::open(NSError** error) {
 void Device::close() {
     lab::Call call("QTCaptureDevice.close", camera_->id());
     if (call.refused()) return;
-    camera_->free(link_);
+    camera_->free(link_, this);
 }
 
 }  // namespace capture
