@@ -12,34 +12,6 @@ protected:
     void SetUp() override { start({{{"width", 16}, {"height", 16}, {"fps", 500}}}); }
 };
 
-/** Holds deliveries up until it is opened. They may still be on their way through when a test ends: shared.
- */
-class Gate {
-public:
-    void pass() {
-        std::unique_lock lock(mutex_);
-        ++waiting_;
-        changed_.wait(lock, [this] { return isOpen_; });
-    }
-    void open() {
-        const std::lock_guard guard(mutex_);
-        isOpen_ = true;
-        changed_.notify_all();
-    }
-    bool waitForSomebody() {
-        return eventually([this] {
-            const std::lock_guard guard(mutex_);
-            return waiting_ > 0;
-        });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool isOpen_ = false;
-    int waiting_ = 0;
-};
-
 TEST_F(Sessions, deliver_on_a_thread_of_the_framework_with_output_and_connection) {
     Chain chain = this->chain();
     EXPECT_FALSE(chain.session->isRunning());

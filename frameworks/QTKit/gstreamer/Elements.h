@@ -1,0 +1,25 @@
+/* Elements.h: the parts of a pipeline from a webcam to BGRA pictures.
+ *
+ * Thread: any, one at a time.
+ * Errors: failures as in Toolkit.h; `out` may be filled in part then, and is given back like a whole one.
+ */
+#pragma once
+
+#include <optional>
+
+#include "frameworks/QTKit/gstreamer/Modes.h"
+#include "frameworks/QTKit/gstreamer/Webcam.h"
+
+namespace capture {
+
+struct Elements {
+    Held<GstElement> pipeline;
+    GstElement* sink = nullptr;  // the application's, in the pipeline
+};
+
+Failure makeElements(const Webcam& webcam, const Choice& choice, std::optional<FrameSize> size,
+                     Elements& out);
+/** From a source to BGRA; takes over the source. */
+Failure makeElements(GstElement* source, const Choice& choice, std::optional<FrameSize> size, Elements& out);
+
+}  // namespace capture
