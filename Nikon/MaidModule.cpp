@@ -1,6 +1,7 @@
 #include "Nikon/MaidModule.h"
 
 #include <algorithm>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -17,12 +18,8 @@ bool isPathText(std::string_view path) {
            std::ranges::all_of(path, [](char c) { return static_cast<unsigned char>(c) - 1U < 0x7F; });
 }
 
-}  // namespace
-
-int Load_Module(tagRefObj* root, const char* libraryPath, const char* bundlePath) {
-    bundles::loadLibrary(libraryPath);
-    if (!isPathText(bundlePath)) return kBundlePathIsNoText;
-    auto bundle = bundles::Bundle::create(bundlePath);
+int loadBundle(tagRefObj* root, const char* path) {
+    auto bundle = bundles::Bundle::create(path);
     if (bundle == nullptr) {
         debug("Can't CFBundleCreate\n");
         return kNoBundle;
@@ -36,9 +33,22 @@ int Load_Module(tagRefObj* root, const char* libraryPath, const char* bundlePath
         debug("Can't CFBundleGetFunctionPointerForName\n");
         return kNoMaidEntryPoint;
     }
-    root->entryPoint = reinterpret_cast<MaidEntryPoint>(function);
+    // First, so that nothing can lead into code that has been unloaded.
     bundles::keepLoaded(std::move(bundle));
+    root->entryPoint = reinterpret_cast<MaidEntryPoint>(function);
     return kLoaded;
+}
+
+}  // namespace
+
+int Load_Module(tagRefObj* root, const char* libraryPath, const char* bundlePath) {
+    try {
+        bundles::loadLibrary(libraryPath);
+        return isPathText(bundlePath) ? loadBundle(root, bundlePath) : kBundlePathIsNoText;
+    } catch (const std::bad_alloc&) {
+        debug("Can't CFBundleLoadExecutable\n");
+        return kNoExecutable;
+    }
 }
 
 }  // namespace nikon

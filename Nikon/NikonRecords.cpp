@@ -1,15 +1,20 @@
 #include "Nikon/NikonRecords.h"
 
 #include <map>
+#include <new>
 
 namespace nikon {
 
-std::mutex& lockOfLoadedModule(MaidEntryPoint entryPoint) {
-    // Never destroyed, and never smaller: a module stays loaded for the life of the process.
-    static auto* const lock = new std::mutex;
-    static auto* const locks = new std::map<MaidEntryPoint, std::mutex>;
-    const std::lock_guard guard(*lock);
-    return (*locks)[entryPoint];
+std::mutex* lockOfLoadedModule(MaidEntryPoint entryPoint) {
+    try {
+        // Never destroyed, and never smaller: a module stays loaded for the life of the process.
+        static auto* const lock = new std::mutex;
+        static auto* const locks = new std::map<MaidEntryPoint, std::mutex>;
+        const std::lock_guard guard(*lock);
+        return &(*locks)[entryPoint];
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 ModuleCall::ModuleCall(jlong handle)

@@ -45,8 +45,9 @@ struct NikonCamera {
 static_assert(std::is_standard_layout_v<NikonModule> && offsetof(NikonModule, root) == 0);
 static_assert(std::is_standard_layout_v<NikonCamera> && offsetof(NikonCamera, data) == 0);
 
-/** The lock of everything behind one entry point; the same for all who loaded the same module. */
-std::mutex& lockOfLoadedModule(MaidEntryPoint entryPoint);
+/** The lock of everything behind one entry point; the same for all who loaded the same module. Null when
+ *  there is no memory for a new one. */
+std::mutex* lockOfLoadedModule(MaidEntryPoint entryPoint);
 
 /** Handles are addresses, as wide as the wire's longs; 0 for a number that is no address on this machine. */
 inline intptr_t toAddress(jlong handle) {

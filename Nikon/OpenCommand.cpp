@@ -1,8 +1,9 @@
 #include "Nikon/OpenCommand.h"
 
-#include <deque>
+#include <list>
 
 #include "Nikon/CallBack.h"
+#include "Nikon/Immortal.h"
 #include "Nikon/Tickets.h"
 
 namespace nikon {
@@ -13,8 +14,7 @@ using CompletionPtr = std::shared_ptr<Completion>;
 
 // Neither is ever destroyed: a module may complete commands while the process exits.
 Tickets<CompletionPtr>& openCommands() {
-    static auto* const tickets = new Tickets<CompletionPtr>;
-    return *tickets;
+    return immortal<Tickets<CompletionPtr>>();
 }
 
 /** Commands that nobody waits for any more, in the order in which they were left. */
@@ -34,12 +34,11 @@ public:
 
 private:
     std::mutex lock_;  // taken before that of the tickets
-    std::deque<MaidRef> references_;
+    std::list<MaidRef> references_;
 };
 
 LeftCommands& leftCommands() {
-    static auto* const commands = new LeftCommands;
-    return *commands;
+    return immortal<LeftCommands>();
 }
 
 CompletionPtr newCompletion() {

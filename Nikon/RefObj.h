@@ -38,6 +38,7 @@ struct tagRefObj {
 
     MaidRef reference = nullptr;  // by which the module names this record to our callbacks; never an address
     bool isClosing = false;       // being closed: no children are opened, no removal begins again
+    bool isRetired = false;       // out of the tree; its memory goes with the scope
 };
 
 /** The id of a record that has not been given one. */

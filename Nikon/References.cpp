@@ -1,5 +1,6 @@
 #include "Nikon/References.h"
 
+#include "Nikon/Immortal.h"
 #include "Nikon/Tickets.h"
 
 namespace nikon {
@@ -7,8 +8,7 @@ namespace nikon {
 namespace {
 
 Tickets<tagRefObj*>& references() {
-    static auto* const tickets = new Tickets<tagRefObj*>;  // outlives the threads that poll modules
-    return *tickets;
+    return immortal<Tickets<tagRefObj*>>();  // outlives the threads that poll modules
 }
 
 }  // namespace

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 #include <utility>
 
+#include "Nikon/Immortal.h"
 #include "Nikon/Tickets.h"
 #include "Nikon/debug.h"
 
@@ -14,8 +16,7 @@ namespace nikon {
 namespace {
 
 Tickets<TransferPtr>& transfers() {
-    static auto* const tickets = new Tickets<TransferPtr>;  // outlives the threads that poll modules
-    return *tickets;
+    return immortal<Tickets<TransferPtr>>();  // outlives the threads that poll modules
 }
 
 const char* extensionOf(uint32_t fileDataType) {
@@ -30,6 +31,16 @@ const char* extensionOf(uint32_t fileDataType) {
             return ".ndf";
         default:
             return ".dat";
+    }
+}
+
+/** False without memory: nothing may be thrown through the module that delivers. */
+bool makePath(const CameraData& camera, uint32_t fileDataType, std::string* path) {
+    try {
+        *path = std::string(camera.imagePath) + extensionOf(fileDataType);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
     }
 }
 
@@ -78,11 +89,11 @@ bool Transfer::isNextBlock(const NkMAIDFileInfo& info, const void* data) const {
 int32_t Transfer::begin(const NkMAIDFileInfo& info) {
     const auto size = std::min(info.totalLength, kTransferBuffer);
     buffer_.reset(static_cast<uint8_t*>(std::malloc(size)));
-    if (buffer_ == nullptr) {
+    std::string path;
+    if (buffer_ == nullptr || !makePath(*camera_, info.fileDataType, &path)) {
         debug("There is not enough memory.");
         return kMaidResultOutOfMemory;
     }
-    const std::string path = std::string(camera_->imagePath) + extensionOf(info.fileDataType);
     if (!file_.open(path)) return kMaidResultUnexpectedError;
     isBegun_ = true;
     total_ = info.totalLength;

@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <new>
+#include <utility>
 
 #include "Nikon/CallBack.h"
 #include "Nikon/CameraData.h"
@@ -73,6 +75,22 @@ void unlink(tagRefObj* parent, const tagRefObj* child) {
     if (shrunk != nullptr) parent->children = static_cast<tagRefObj**>(shrunk);
 }
 
+/** Gives the record's memory back when nobody on the stack can hold it any more. */
+void freeAtEndOfScope(tagRefObj* object) {
+    static std::mutex lock;
+    static void* kept = nullptr;  // chained by the references that are ours
+    try {
+        autorelease(object, [](void* record) {
+            if (static_cast<tagRefObj*>(record)->isRetired) freeRecord(record);
+        });
+        object->isRetired = true;
+    } catch (const std::bad_alloc&) {
+        // No room for the note that it is to be freed, so it stays: callers may still look at it.
+        const std::lock_guard guard(lock);
+        object->object->clientRef = std::exchange(kept, object);
+    }
+}
+
 /** Nothing in the tree and nothing in the module leads to the record any more. Callers further up may still
  *  hold it, so its memory waits for the end of their scope. */
 void retire(tagRefObj* object) {
@@ -86,7 +104,7 @@ void retire(tagRefObj* object) {
     object->parent = nullptr;
     if (object->cameraData != nullptr) object->cameraData->source = nullptr;
     object->cameraData = nullptr;
-    autorelease(object, freeRecord);
+    freeAtEndOfScope(object);
 }
 
 bool canTakeChild(const tagRefObj* parent) {
@@ -194,7 +212,9 @@ bool AddChild(tagRefObj* parent, int32_t id) {
         return false;
     }
     // A module may have closed the parent while it opened the child.
-    if (isClosed(parent) || !link(parent, child)) {
+    const bool isWanted = !isClosed(parent);
+    if (!isWanted || !link(parent, child)) {
+        if (isWanted) debug("There is not enough memory\n");
         Command_Close(child);
         freeRecord(child);
         return false;

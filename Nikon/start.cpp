@@ -85,7 +85,11 @@ void endCamera(CameraData& camera) {
 
 bool nikon::openLoadedModule(NikonModule& module) {
     tagRefObj& root = module.root;
-    module.lock = &lockOfLoadedModule(root.entryPoint);
+    module.lock = lockOfLoadedModule(root.entryPoint);
+    if (module.lock == nullptr) {
+        debug("There is not enough memory.\n");
+        return false;
+    }
     const std::lock_guard guard(*module.lock);
     const CallScope scope;
     if (openObject(root)) {

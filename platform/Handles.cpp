@@ -110,20 +110,31 @@ struct Registry {
     }
 
     void* add(const Entry& entry) {
-        void* slot = memory.take(entry.size);
-        if (slot != nullptr) entries[reinterpret_cast<intptr_t>(slot)] = entry;
-        return slot;
+        try {
+            void* slot = memory.take(entry.size);
+            if (slot != nullptr) entries[reinterpret_cast<intptr_t>(slot)] = entry;
+            return slot;
+        } catch (const std::bad_alloc&) {
+            return nullptr;  // a slot that was taken is not used again
+        }
     }
 
     void forget(intptr_t handle) {
-        memory.give(reinterpret_cast<void*>(handle), entries[handle].size);
+        const size_t size = entries[handle].size;
         entries.erase(handle);
+        try {
+            memory.give(reinterpret_cast<void*>(handle), size);
+        } catch (const std::bad_alloc&) {
+            return;  // it is not used again
+        }
     }
 };
 
 Registry& registry() {
-    // Never destroyed: connection tasks may still hold pins while the process exits.
-    static auto* const theRegistry = new Registry;
+    // Never destroyed: connection tasks may still hold pins while the process exits. In memory that is there
+    // before anybody can run out of it.
+    alignas(Registry) static std::byte memory[sizeof(Registry)];
+    static auto* const theRegistry = new (memory) Registry;
     return *theRegistry;
 }
 
@@ -220,7 +231,12 @@ int32_t standFor(Kind kind, void* object) {
     if (slot == nullptr) return 0;
     new (slot) StandIn{.object = object};
     const auto handle = static_cast<int32_t>(reinterpret_cast<intptr_t>(slot));
-    all.standIns[{kind, object}] = handle;
+    try {
+        all.standIns[{kind, object}] = handle;
+    } catch (const std::bad_alloc&) {
+        all.forget(handle);
+        return 0;
+    }
     return handle;
 }
 

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "platform/FilePath.h"
@@ -40,10 +41,27 @@ std::string descriptorPath(int descriptor) {
     return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
+/** False, too, when there was no memory for what it does with paths. */
+template <class Action>
+bool withMemory(Action action) {
+    try {
+        return action();
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+        return false;
+    }
+}
+
 }  // namespace
 
 bool WholeFile::open(const std::string& path) {
     discard();
+    if (withMemory([&] { return openAt(path); })) return true;
+    discard();
+    return false;
+}
+
+bool WholeFile::openAt(const std::string& path) {
     if (!namesAFile(path)) {
         errno = path.empty() ? ENOENT : EISDIR;
         return false;
@@ -60,9 +78,7 @@ bool WholeFile::open(const std::string& path) {
     // The folder alone would let us replace a file that its owner has protected.
     if (exists && access(target_.c_str(), W_OK) != 0) return false;
     if (!openUnnamed() && !openNamed()) return false;
-    if (!exists || takePermissions()) return true;
-    discard();
-    return false;
+    return !exists || takePermissions();
 }
 
 bool WholeFile::write(const void* bytes, size_t size) {
@@ -79,19 +95,19 @@ bool WholeFile::write(const void* bytes, size_t size) {
 
 bool WholeFile::keep() {
     if (!isOpen()) return false;
-    if (!isSpecial_ && beside_.empty() && !giveName()) {
-        discard();
-        return false;
-    }
+    if (withMemory([this] { return putInPlace(); })) return true;
+    discard();
+    return false;
+}
+
+bool WholeFile::putInPlace() {
+    if (!isSpecial_ && beside_.empty() && !giveName()) return false;
     // Some file systems tell only now that there was no room.
     const bool isClosed = ::close(std::exchange(descriptor_, -1)) == 0;
     if (isSpecial_) return isClosed;
-    if (isClosed && rename(beside_.c_str(), target_.c_str()) == 0) {
-        beside_.clear();
-        return true;
-    }
-    discard();
-    return false;
+    if (!isClosed || rename(beside_.c_str(), target_.c_str()) != 0) return false;
+    beside_.clear();
+    return true;
 }
 
 void WholeFile::discard() {

@@ -10,7 +10,7 @@
  * Thread: one at a time for a file.
  * Owns:   its descriptor; what was not kept is gone with the object.
  * Errors: false, with errno set; what was written is then to be given up. A full disk may show at any write
- *         and at the end.
+ *         and at the end. Nothing is thrown: without memory for a path errno is ENOMEM.
  */
 #pragma once
 
@@ -36,6 +36,8 @@ public:
     void discard();
 
 private:
+    bool openAt(const std::string& path);
+    bool putInPlace();
     bool openUnnamed();
     bool openNamed();
     bool takePermissions();

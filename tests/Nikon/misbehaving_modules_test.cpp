@@ -303,6 +303,24 @@ TEST_F(MisbehavingTransfers, bring_a_picture_when_the_module_behaves) {
     EXPECT_EQ(check(camera), 0);
 }
 
+TEST_F(MisbehavingTransfers, objects_that_no_event_has_announced_are_opened_and_said_so) {
+    const jlong camera = withItem();
+    deliverOnAcquire(kMaidFileJpeg);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(check(camera), 1);
+    const std::string log = testing::internal::GetCapturedStdout();
+    const std::string image = "image " + pictures.file("a") + ", imageCount=0, ulSingleDualImage=0\n";
+    size_t at = 0;
+    for (const std::string& line :
+         {"Downloading for " + image, std::string("IN ADD CHILD 0x"), std::string("Item object is opened.\n"),
+          std::string("IN ADD CHILD 0x"), std::string("Image object is opened.\n"),
+          "IssueAcquire for " + image, "Finished for " + image}) {
+        const size_t found = log.find("NikonMaid: " + line, at);
+        ASSERT_NE(found, std::string::npos) << line << "in\n" << log;
+        at = found + line.size();
+    }
+}
+
 TEST_F(MisbehavingTransfers, item_that_goes_before_the_second_look_is_none) {
     const jlong camera = withItem();
     scripted.answer(kMaidCommandCapGetArray, kMaidCapabilityChildren,

@@ -11,8 +11,11 @@ std::atomic<int> allocations{0};
 
 std::atomic<int> untilFailure{0};
 
+thread_local int pauses = 0;
+
 /** False for the allocation that is to fail. */
 bool count() {
+    if (pauses > 0) return true;
     if (isCounting) ++allocations;
     return untilFailure <= 0 || --untilFailure > 0;
 }
@@ -26,6 +29,18 @@ void startCountingAllocations() {
 
 void failAllocation(int number) {
     untilFailure = number;
+}
+
+bool isFailureAhead() {
+    return untilFailure > 0;
+}
+
+AllocationPause::AllocationPause() {
+    ++pauses;
+}
+
+AllocationPause::~AllocationPause() {
+    --pauses;
 }
 
 int stopCountingAllocations() {

@@ -12,3 +12,15 @@ int stopCountingAllocations();
 
 /** Of the allocations from here on the one with the number, from 1, fails; 0: none. */
 void failAllocation(int number);
+/** Whether it is still to come. */
+bool isFailureAhead();
+
+/** While one lives, allocations of its thread neither count nor fail: for what a test itself does meanwhile.
+ */
+class AllocationPause {
+public:
+    AllocationPause();
+    ~AllocationPause();
+    AllocationPause(const AllocationPause&) = delete;
+    AllocationPause& operator=(const AllocationPause&) = delete;
+};

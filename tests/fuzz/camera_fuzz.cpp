@@ -27,7 +27,7 @@ jlong openModule() {
     nikon::InitRefObj(&root);
     root.object = static_cast<NkMAIDObject*>(std::calloc(1, sizeof(NkMAIDObject)));
     root.object->type = kMaidObjectModule;
-    record->lock = &nikon::lockOfLoadedModule(root.entryPoint);
+    record->lock = nikon::lockOfLoadedModule(root.entryPoint);
     {
         const std::lock_guard guard(*record->lock);
         nikon::EnumCapabilities(&root, &root.capCount, &root.capInfo);
