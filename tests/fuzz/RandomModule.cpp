@@ -56,6 +56,14 @@ int32_t RandomModule::result() {
     return choice < kOdd ? int32_t{kMaidResultNoError} : kResults[choice % kResults.size()];
 }
 
+/** Mostly one that elements may have: lists of megabytes would be most of what the runs do. */
+uint16_t RandomModule::size() {
+    constexpr uint16_t kAnything = 0xF800;
+    constexpr uint16_t kUsual = 17;
+    const uint16_t number = input_.half();
+    return number < kAnything ? static_cast<uint16_t>(number % kUsual) : number;
+}
+
 int32_t RandomModule::handle(const Open& call, uint32_t dataType, MaidParam data) {
     if (input_.isEmpty() || depth_ > kDeepest) return kMaidResultHardwareError;
     ++depth_;
@@ -139,7 +147,7 @@ void RandomModule::get(uint32_t capability, uint32_t dataType, MaidParam data) {
             auto* array = reinterpret_cast<NkMAIDArray*>(data);
             array->type = input_.byte() % 10;
             array->elements = odd ? input_.count() * (input_.byte() % 8) : kCommonFrameSize;
-            array->physicalBytes = odd ? input_.half() : uint16_t{1};
+            array->physicalBytes = odd ? size() : uint16_t{1};
             break;
         }
         case kMaidDataEnumPtr: {
@@ -152,7 +160,7 @@ void RandomModule::get(uint32_t capability, uint32_t dataType, MaidParam data) {
             list->physicalBytes = isNumbers ? 4 : 1;
             if (!odd) break;
             list->type = input_.byte() % 10;
-            list->physicalBytes = input_.half();
+            list->physicalBytes = size();
             break;
         }
         default:
@@ -173,7 +181,7 @@ void RandomModule::getArray(uint32_t capability, uint32_t dataType, MaidParam da
         if (!isOdd()) return;
         const uint8_t change = input_.byte();
         if (change % 4 == 0) record->elements = input_.count();
-        if (change % 4 == 1) record->physicalBytes = input_.half();
+        if (change % 4 == 1) record->physicalBytes = size();
         if (change % 4 == 2 && room >= 4) input_.fill(record->data, 4);
         if (change % 4 == 3) record->data = nullptr;
     };

@@ -40,6 +40,7 @@ private:
 
     int32_t handle(const Open& call, uint32_t dataType, MaidParam data);
     int32_t result();
+    uint16_t size();
     bool isOdd();
     void work();
     void carryOut(const Open& call, uint32_t dataType, MaidParam data);
