@@ -42,6 +42,12 @@ struct Completion {
     int32_t result = 12345;
 };
 
+/** A number in a frame's header, which is big-endian. */
+inline unsigned wordAt(const std::string& bytes, size_t at) {
+    return static_cast<unsigned>(static_cast<uint8_t>(bytes.at(at))) << 8 |
+           static_cast<uint8_t>(bytes.at(at + 1));
+}
+
 MaidEntryPoint entryPointOf(const std::string& module);
 
 class MaidTest : public ::testing::Test {

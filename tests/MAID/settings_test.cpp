@@ -12,11 +12,6 @@ MaidParam addressOf(Record& record) {
     return reinterpret_cast<MaidParam>(&record);
 }
 
-unsigned wordAt(const std::string& bytes, size_t at) {
-    return static_cast<unsigned>(static_cast<uint8_t>(bytes.at(at))) << 8 |
-           static_cast<uint8_t>(bytes.at(at + 1));
-}
-
 TEST_F(MaidTest, an_enumeration_is_read_and_set_by_its_index) {
     start();
     Opened* body = source();
