@@ -2,9 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
-#include <cstdio>
 #include <map>
 #include <set>
 
@@ -121,18 +119,38 @@ TEST(ProtocolPage, TimedShotLeavesBothFilesWhole) {
     EXPECT_EQ(e2e::readFile(player.pictures() + "/shot2.jpg").size(), 20000U);
 }
 
-TEST(ProtocolPage, EveryMethodHasADump) {
-    std::set<int> shown;
-    for (const Block& block : blocksOf(readPage(kPage))) {
+/** What the page's dumps send: a module's byte, and a method's where it has methods. */
+std::set<std::pair<int, int>> shownCalls(const std::string& page) {
+    std::set<std::pair<int, int>> shown;
+    for (const Block& block : blocksOf(page)) {
+        // A dialog needs a user, so its dump is not played and is plain text.
+        if (block.language != "bytes" && block.language != "text") continue;
         for (const std::string& line : block.lines) {
             const std::vector<std::string> words = wordsOf(line);
-            const bool isCall =
-                block.language == "bytes" && words.size() > 2 && words[0] == ">" && words[1] == "0a";
-            if (isCall) shown.insert(std::stoi(words[2], nullptr, 16));
+            if (words.size() < 2 || (words[0] != ">" && words[0] != "E>")) continue;
+            const int module = std::stoi(words[1], nullptr, 16);
+            const bool hasMethod = words.size() > 2 && words[2].size() == 2;
+            shown.insert({module, hasMethod ? std::stoi(words[2], nullptr, 16) : 0});
         }
     }
-    for (const e2e::CanonMethod& method : e2e::canonMethods()) {
-        EXPECT_TRUE(shown.contains(method.id)) << method.id << " " << method.name;
+    return shown;
+}
+
+TEST(ProtocolPage, EveryMethodOfEveryModuleHasADump) {
+    const auto shown = shownCalls(readPage(kPage));
+    const auto expectAll = [&](int module, const auto& methods) {
+        for (const auto& method : methods) {
+            EXPECT_TRUE(shown.contains({module, method.id})) << module << ": " << method.id;
+        }
+    };
+    expectAll(10, e2e::canonMethods());
+    expectAll(20, e2e::nikonMethods());
+    expectAll(40, e2e::videoMethods());
+    // Those without methods: the callback socket, the movie export, the end of the helper.
+    for (const int module : {8, 30, 66}) {
+        EXPECT_TRUE(std::any_of(shown.begin(), shown.end(), [module](const auto& call) {
+            return call.first == module;
+        })) << module;
     }
 }
 
@@ -149,13 +167,6 @@ TEST(ProtocolPage, MethodTableHasArgumentsAndResultsOfAllMethods) {
     }
 }
 
-/** The page shows a call of this module and method. */
-bool hasCall(const std::string& page, const char* module, int method) {
-    std::array<char, 8> call{};
-    std::snprintf(call.data(), call.size(), "> %s %02x", module, static_cast<unsigned>(method));
-    return page.find("\n" + std::string(call.data())) != std::string::npos;
-}
-
 /** A result as the page tells it, as far as its kind on the wire goes. */
 e2e::NikonResult nikonResult(const std::string& cell) {
     if (cell.starts_with("string array")) return e2e::NikonResult::texts;
@@ -166,7 +177,7 @@ e2e::NikonResult nikonResult(const std::string& cell) {
     return e2e::NikonResult::none;
 }
 
-TEST(ProtocolPage, NikonTableHasArgumentsAndResultsOfAllMethodsAndEachHasADump) {
+TEST(ProtocolPage, NikonTableHasArgumentsAndResultsOfAllMethods) {
     const std::string page = readPage(kPage);
     const std::vector<Row> rows = rowsOf(page, {"id", "Nikon call", "takes", "gives"});
     const auto methods = e2e::nikonMethods();
@@ -181,7 +192,6 @@ TEST(ProtocolPage, NikonTableHasArgumentsAndResultsOfAllMethodsAndEachHasADump) 
         }
         EXPECT_EQ(argumentLetters(rows[i].at(2)), letters);
         EXPECT_EQ(nikonResult(rows[i].at(3)), methods[i].result);
-        EXPECT_TRUE(hasCall(page, "14", methods[i].id));
     }
 }
 
@@ -196,7 +206,7 @@ TEST(ProtocolPage, NikonShotLeavesBothFilesWhole) {
     EXPECT_FALSE(std::filesystem::exists(player.pictures() + "/shot4.jpg"));
 }
 
-TEST(ProtocolPage, VideoTableHasArgumentsOfAllMethodsAndEachHasADump) {
+TEST(ProtocolPage, VideoTableHasArgumentsOfAllMethods) {
     const std::string page = readPage(kPage);
     const std::vector<Row> rows = rowsOf(page, {"id", "call", "takes", "gives"});
     const auto methods = e2e::videoMethods();
@@ -208,9 +218,6 @@ TEST(ProtocolPage, VideoTableHasArgumentsOfAllMethodsAndEachHasADump) {
         std::string letters = methods[i].arguments;
         std::replace(letters.begin(), letters.end(), 'c', 'l');
         EXPECT_EQ(argumentLetters(rows[i].at(2)), letters);
-        std::array<char, 8> call{};
-        std::snprintf(call.data(), call.size(), "\n> 28 %02x", static_cast<unsigned>(methods[i].id));
-        EXPECT_NE(page.find(call.data()), std::string::npos);
     }
 }
 
