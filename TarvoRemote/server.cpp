@@ -40,7 +40,7 @@ const char kRule[] = "----------------------------------------------------------
 /** The modules whose calls a connection may carry. */
 struct CameraModule {
     uint8_t id;
-    void (*serveCall)(int socket);  // null: not in this helper
+    void (*serveCall)(int socket);
 };
 
 constexpr CameraModule kCameraModules[] = {
@@ -55,14 +55,9 @@ const CameraModule* findCameraModule(uint8_t id) {
     return found == std::end(kCameraModules) ? nullptr : found;
 }
 
-bool servesCalls(uint8_t id) {
-    const CameraModule* module = findCameraModule(id);
-    return module != nullptr && module->serveCall != nullptr;
-}
-
 void dispatch(int socket, uint8_t id) {
-    if (servesCalls(id)) {
-        findCameraModule(id)->serveCall(socket);
+    if (const CameraModule* module = findCameraModule(id)) {
+        module->serveCall(socket);
     } else {
         rdebug(MODULE_CORE, "handleCameraMessage, unknown module %d\n", id);
     }
@@ -246,7 +241,7 @@ OSStatus ServerTaskThread(void* parameter) {
         handleQuickTimeMessage(socket);  // the main thread answers and closes
         return noErr;
     }
-    if (servesCalls(module)) {
+    if (findCameraModule(module) != nullptr) {
         handleCameraMessage(socket, module);
     } else {
         rdebug(MODULE_CORE, "Unknown module %d\n", module);

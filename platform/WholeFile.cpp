@@ -93,6 +93,10 @@ bool WholeFile::write(const void* bytes, size_t size) {
     return true;
 }
 
+bool WholeFile::forceToMedium() {
+    return isOpen() && (isSpecial_ || fsync(descriptor_) == 0);
+}
+
 bool WholeFile::keep() {
     if (!isOpen()) return false;
     if (withMemory([this] { return putInPlace(); })) return true;

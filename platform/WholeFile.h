@@ -5,7 +5,7 @@
  * untouched until another one takes its place, with its permissions; a symbolic link is followed. Devices and
  * pipes have no place to take: they are written into as they are.
  *
- * It is not forced to the medium: what a crash of the whole machine leaves is the file system's choice.
+ * Unless it is forced to the medium, what a crash of the whole machine leaves is the file system's choice.
  *
  * Thread: one at a time for a file.
  * Owns:   its descriptor; what was not kept is gone with the object.
@@ -30,6 +30,9 @@ public:
     bool open(const std::string& path);
     bool isOpen() const { return descriptor_ >= 0; }
     bool write(const void* bytes, size_t size);
+    /** Waits until what was written would outlive a crash of the machine; devices and pipes have no such
+     * thing, and are not waited for. */
+    bool forceToMedium();
     /** Puts what was written in its place and closes. On failure nothing is left. */
     bool keep();
     /** Gives up what was written. */

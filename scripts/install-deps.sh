@@ -12,6 +12,7 @@ build_packages=(
   # What GStreamer finds at run time: the base, movie files and pictures, H.264, AAC and what else there is to
   # decode.
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-ugly gstreamer1.0-libav
+  libusb-1.0-0-dev      # webcams that no driver serves
   nlohmann-json3-dev    # the camera lab's files and commands
   libcli11-dev libfmt-dev  # the tarvo command
   libjpeg62-turbo-dev   # the pictures that simulated webcams show

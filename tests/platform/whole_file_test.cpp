@@ -57,6 +57,17 @@ TEST_F(WholeFileTest, AppearsWhenItIsKept) {
     EXPECT_FALSE(file.keep()) << "once";
 }
 
+TEST_F(WholeFileTest, IsForcedToTheMediumWhereThereIsOne) {
+    EXPECT_FALSE(file.forceToMedium()) << "not open";
+    ASSERT_TRUE(file.open(path));
+    EXPECT_TRUE(file.write("whole", 5));
+    EXPECT_TRUE(file.forceToMedium());
+    EXPECT_TRUE(file.keep());
+    EXPECT_EQ(content(), "whole");
+    ASSERT_TRUE(file.open("/dev/null"));
+    EXPECT_TRUE(file.forceToMedium());
+}
+
 TEST_F(WholeFileTest, GivenUpLeavesNothing) {
     ASSERT_TRUE(file.open(path));
     EXPECT_TRUE(file.write("piece", 5));

@@ -5,15 +5,12 @@
 #include <fstream>
 
 #include "frameworks/QuickTime/gstreamer/Gst.h"
+#include "frameworks/QuickTime/gstreamer/MovieTables.h"
 
 namespace movies {
 namespace {
 
 /// A file on a slow disk or a sleeping network drive may take this long; the user is waiting.
-///
-/// So does a movie that is cut off before its tables: decodebin loses the demuxer's word that there is
-/// nothing to play when it comes right after the demuxer's start (GStreamer 1.22; four of five runs here),
-/// and the discoverer waits on.
 constexpr GstClockTime kTimeLimit = 8 * GST_SECOND;
 
 /** Whether the file's end can be read: what took so long was not the disk, then. */
@@ -84,6 +81,9 @@ OSErr statusOf(GstDiscovererInfo* info, const MovieFacts& facts, const char* pat
 }
 
 OSErr discover(const char* path, bool takesPictures, MovieFacts& out) {
+    // decodebin loses the demuxer's word that there is nothing to play when it comes right after the
+    // demuxer's start (GStreamer 1.22; four of five runs here), and the discoverer would wait to its limit.
+    if (lookForTables(path) == MovieTables::cutOff) return kQTNotAMovie;
     const Held<gchar> uri(gst_filename_to_uri(path, nullptr));
     const Held<GstDiscoverer> discoverer(gst_discoverer_new(kTimeLimit, nullptr));
     if (!uri || !discoverer) return kQTNotAMovie;
