@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the fuzzers with clang under the address and undefined-behaviour sanitizers, and runs each of them.
-# Usage: scripts/fuzz.sh [SECONDS [TARGET...]]     (default: 60 seconds each of camera, blocks and live_view)
+# Usage: scripts/fuzz.sh [SECONDS [TARGET...]]     (default: 60 seconds each of camera, blocks, live_view and descriptors)
 # New inputs are kept in build/fuzz/corpus/; what did harm is left as build/fuzz/TARGET-crash-*. Bring the first into
 # tests/fuzz/corpus/ with MERGE=1, which keeps only those that reach more code.
 set -euo pipefail
@@ -9,7 +9,7 @@ scripts/install-deps.sh fuzz
 seconds=${1:-60}
 [ $# -eq 0 ] || shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(camera blocks live_view)
+[ ${#targets[@]} -gt 0 ] || targets=(camera blocks live_view descriptors)
 
 log=build/fuzz.log
 mkdir -p build

@@ -1,29 +1,13 @@
 #include "frameworks/USB/linux/Objects.h"
 
-#include <algorithm>
-#include <array>
+#include "frameworks/USB/Matching.h"
 
 namespace usb {
 
 namespace {
 
-bool isWanted(const IOUSBFindInterfaceRequest& request, const InterfaceFacts& interface) {
-    struct Pair {
-        uint16_t wanted;
-        uint8_t present;
-    };
-    const std::array<Pair, 4> pairs = {{{request.bInterfaceClass, interface.deviceClass},
-                                        {request.bInterfaceSubClass, interface.subclass},
-                                        {request.bInterfaceProtocol, interface.protocol},
-                                        {request.bAlternateSetting, interface.alternate}}};
-    return std::all_of(pairs.begin(), pairs.end(), [](const Pair& pair) {
-        return pair.wanted == kIOUSBFindInterfaceDontCare || pair.wanted == pair.present;
-    });
-}
-
-bool isWanted(const IOServiceMatching& matching, const UsbIdentity& identity) {
-    return !matching.hasIds ||
-           (matching.idVendor == identity.vendor && matching.idProduct == identity.product);
+IOUSBFindInterfaceRequest kindOf(const InterfaceFacts& interface) {
+    return {interface.deviceClass, interface.subclass, interface.protocol, interface.alternate};
 }
 
 Ref<Service> serviceAt(Place place) {
@@ -83,7 +67,7 @@ IOReturn Device::CreateInterfaceIterator(const IOUSBFindInterfaceRequest* reques
         if (!isHere(system, device_)) return kIOReturnNoDevice;
         std::vector<Ref<Service>> services;
         for (const InterfaceFacts& interface : interfacesOf(system, device_)) {
-            if (isWanted(*request, interface)) services.push_back(serviceAt({device_, interface}));
+            if (isWanted(*request, kindOf(interface))) services.push_back(serviceAt({device_, interface}));
         }
         *iterator = new Iterator(std::move(services));
         return kIOReturnSuccess;
@@ -165,7 +149,7 @@ IOReturn IOServiceGetMatchingServices(const IOServiceMatching& matching, IOItera
     return usb::guarded([&] {
         std::vector<Ref<usb::Service>> services;
         for (usb::Attachment& device : usb::attachedDevices(usb::systemInUse())) {
-            if (usb::isWanted(matching, device.identity)) {
+            if (isWanted(matching, device.identity.vendor, device.identity.product)) {
                 services.push_back(usb::serviceAt({std::move(device), std::nullopt}));
             }
         }

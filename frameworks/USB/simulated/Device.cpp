@@ -1,8 +1,8 @@
 #include "frameworks/USB/simulated/Device.h"
 
-#include <array>
 #include <new>
 
+#include "frameworks/USB/Matching.h"
 #include "frameworks/USB/simulated/Interface.h"
 #include "frameworks/USB/simulated/PlugIn.h"
 #include "frameworks/USB/simulated/Services.h"
@@ -13,21 +13,6 @@ namespace {
 
 /** The video-control interface, the only one that the lab's devices have. */
 constexpr IOUSBFindInterfaceRequest kVideoControl{14, 1, 0, 0};
-
-bool isWanted(const IOUSBFindInterfaceRequest& request) {
-    struct Pair {
-        uint16_t wanted;
-        uint16_t present;
-    };
-    const std::array<Pair, 4> pairs = {{{request.bInterfaceClass, kVideoControl.bInterfaceClass},
-                                        {request.bInterfaceSubClass, kVideoControl.bInterfaceSubClass},
-                                        {request.bInterfaceProtocol, kVideoControl.bInterfaceProtocol},
-                                        {request.bAlternateSetting, kVideoControl.bAlternateSetting}}};
-    for (const Pair& pair : pairs) {
-        if (pair.wanted != kIOUSBFindInterfaceDontCare && pair.wanted != pair.present) return false;
-    }
-    return true;
-}
 
 }  // namespace
 
@@ -59,7 +44,7 @@ IOReturn Device::CreateInterfaceIterator(const IOUSBFindInterfaceRequest* reques
     if (!at_.isHere()) return kIOReturnNoDevice;
     return handOut(iterator, [&] {
         std::vector<Ref<Service>> services;
-        if (isWanted(*request)) {
+        if (isWanted(*request, kVideoControl)) {
             services.push_back(Ref<Service>::adopt(new Service(at_, IOUserClientType::Interface)));
         }
         return new Iterator(std::move(services));

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "frameworks/USB/Matching.h"
 #include "frameworks/USB/simulated/PlugIn.h"
 #include "lab/World.h"
 
@@ -11,15 +12,13 @@ namespace {
 
 using lab::video::Camera;
 
-bool isWanted(const lab::video::UsbSetup& usb, const IOServiceMatching& matching) {
-    return !matching.hasIds || (matching.idVendor == usb.vendor && matching.idProduct == usb.product);
-}
-
 std::vector<Ref<Service>> matchingServices(const IOServiceMatching& matching) {
     std::vector<Ref<Service>> services;
     for (const lab::DeviceRef& device : lab::World::instance().devices()) {
         const auto camera = std::dynamic_pointer_cast<Camera>(device);
-        if (!camera || !camera->setup().usb || !isWanted(*camera->setup().usb, matching)) continue;
+        if (!camera || !camera->setup().usb) continue;
+        const lab::video::UsbSetup& usb = *camera->setup().usb;
+        if (!isWanted(matching, usb.vendor, usb.product)) continue;
         const std::optional<lab::video::Link> link = camera->link();
         if (!link) continue;
         services.push_back(Ref<Service>::adopt(new Service({camera, *link}, IOUserClientType::Device)));
