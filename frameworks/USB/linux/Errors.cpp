@@ -31,7 +31,8 @@ IOReturn returnOfRequest(int error) {
         case EPIPE:
         case EIO:      // also what kernels before 5.14 make of every stall
         case EBUSY:    // the device: not ready
-        case EACCES:   // wrong state, such as an exposure time while exposure is automatic
+        case EILSEQ:   // wrong state
+        case EACCES:   // held back by the driver, such as an exposure time while exposure is automatic
         case EREMOTE:  // not enough power
         case ERANGE:   // out of range
         case EINVAL:   // invalid value in range, or a control that the driver dropped

@@ -322,11 +322,12 @@ TEST_F(Requests, errors_of_the_driver_are_the_bus_s) {
     IOUSBInterfaceInterface& interface = open();
     for (const Row& row :
          {Row{EPIPE, kIOUSBPipeStalled}, Row{EIO, kIOUSBPipeStalled}, Row{EBUSY, kIOUSBPipeStalled},
-          Row{EACCES, kIOUSBPipeStalled}, Row{ERANGE, kIOUSBPipeStalled}, Row{EREMOTE, kIOUSBPipeStalled},
-          Row{EINVAL, kIOUSBPipeStalled}, Row{ENOENT, kIOUSBPipeStalled}, Row{ENOBUFS, kIOUSBPipeStalled},
-          Row{EBADRQC, kIOUSBPipeStalled}, Row{ENODEV, kIOReturnNoDevice}, Row{ESHUTDOWN, kIOReturnNoDevice},
-          Row{EPERM, kIOReturnNotPermitted}, Row{ETIMEDOUT, kIOUSBTransactionTimeout},
-          Row{ENOMEM, kIOReturnNoMemory}, Row{EPROTO, kIOReturnError}, Row{EFAULT, kIOReturnError}}) {
+          Row{EACCES, kIOUSBPipeStalled}, Row{EILSEQ, kIOUSBPipeStalled}, Row{ERANGE, kIOUSBPipeStalled},
+          Row{EREMOTE, kIOUSBPipeStalled}, Row{EINVAL, kIOUSBPipeStalled}, Row{ENOENT, kIOUSBPipeStalled},
+          Row{ENOBUFS, kIOUSBPipeStalled}, Row{EBADRQC, kIOUSBPipeStalled}, Row{ENODEV, kIOReturnNoDevice},
+          Row{ESHUTDOWN, kIOReturnNoDevice}, Row{EPERM, kIOReturnNotPermitted},
+          Row{ETIMEDOUT, kIOUSBTransactionTimeout}, Row{ENOMEM, kIOReturnNoMemory},
+          Row{EPROTO, kIOReturnError}, Row{EFAULT, kIOReturnError}}) {
         for (const unsigned long call :
              {VIDIOC_QUERY_EXT_CTRL, VIDIOC_G_EXT_CTRLS, VIDIOC_S_EXT_CTRLS, UVCIOC_CTRL_QUERY}) {
             webcam_.errors = {{call, row.error}};
