@@ -21,23 +21,23 @@ enum class Number { isDecimal, isHex };
 
 /** A capability's names, by value from 0; every other value is numbered after the prefix. */
 struct Texts {
-    uint32_t capability;
-    std::span<const char* const> names;
     const char* prefix;
+    std::span<const char* const> names;
+    uint32_t capability;
     Number number = Number::isDecimal;
 };
 
 constexpr Texts kTexts[] = {
-    {0x35, {}, "FlashMode "},
-    {0x8111, kExposureModes, "ExposureMode "},
-    {0x8116, kMeteringModes, "MeteringMode "},
-    {0x8120, kFocusModes, "FocusMode "},
-    {0x8122, {}, "FocusPreferredArea :"},
-    {0x814E, {}, "0x", Number::isHex},
-    {0x815E, kColorAdjustments, "ColorAdjustment "},
-    {0x818C, {}, ""},
-    {kPictureControl, kPictureControls, "Picture Control "},
-    {0x823F, kZoomRates, "LiveViewImageZoomRate "},
+    {"FlashMode ", {}, 0x35},
+    {"ExposureMode ", kExposureModes, 0x8111},
+    {"MeteringMode ", kMeteringModes, 0x8116},
+    {"FocusMode ", kFocusModes, 0x8120},
+    {"FocusPreferredArea :", {}, 0x8122},
+    {"0x", {}, 0x814E, Number::isHex},
+    {"ColorAdjustment ", kColorAdjustments, 0x815E},
+    {"", {}, 0x818C},
+    {"Picture Control ", kPictureControls, kPictureControl},
+    {"LiveViewImageZoomRate ", kZoomRates, 0x823F},
 };
 
 /** Values that the photographer has loaded or made, numbered from 1 in their kind. */
