@@ -135,11 +135,16 @@ void handle(const EventHabits& habits, tagRefObj* object, uint32_t event, uint32
     }
 }
 
+/** Meters and batteries change their values all day, whether or not a picture is on its way. */
+bool isSignOfLife(uint32_t event) {
+    return event != kMaidEventCapChangeValueOnly;
+}
+
 void handleEvent(const EventHabits& habits, MaidRef reference, uint32_t event, MaidParam parameter) {
     const EventDepth depth;
     tagRefObj* object = findByReference(reference);
     if (object == nullptr || depth.isTooDeep()) return;
-    noteSignOfLife();
+    if (isSignOfLife(event)) noteSignOfLife();
     handle(habits, object, event, static_cast<uint32_t>(parameter));
 }
 

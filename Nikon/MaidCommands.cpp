@@ -6,6 +6,7 @@
 #include <thread>
 #include <utility>
 
+#include "Nikon/CameraData.h"
 #include "Nikon/OpenCommand.h"
 #include "Nikon/debug.h"
 
@@ -45,6 +46,14 @@ constexpr size_t recordSize(uint32_t dataType) {
 // Our copy is never smaller than this: modules have been built with wider ideas of a boolean.
 constexpr size_t kSmallestCopy = 64;
 static_assert(sizeof(NkMAIDRange) <= kSmallestCopy && sizeof(NkMAIDArray) <= kSmallestCopy);
+
+/** The module has reported that the camera which the object belongs to is not there any more. */
+bool hasLostItsCamera(const tagRefObj* object) {
+    for (; object != nullptr; object = object->parent) {
+        if (object->cameraData != nullptr) return object->cameraData->active == 0;
+    }
+    return false;
+}
 
 /** The module works on our copy of the record, which outlives the caller's frame if it has to. */
 int32_t issueWithCopy(const tagRefObj* object, uint32_t command, uint32_t capability, uint32_t dataType,
@@ -152,7 +161,9 @@ bool Command_CapGetArray(tagRefObj* object, uint32_t capability, uint32_t dataTy
 
 bool IdleLoop(const tagRefObj* object, const uint32_t* counter, uint32_t end) {
     bool isWorking = true;
+    int pollsWithoutCamera = 0;
     while (*counter < end && isWorking) {
+        if (hasLostItsCamera(object) && ++pollsWithoutCamera > kPollsAfterRemoval) return false;
         isWorking = Command_Async(object);
         std::this_thread::sleep_for(kPollPause);
     }

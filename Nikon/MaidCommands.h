@@ -3,7 +3,8 @@
  * A synchronous command is issued, and then the module is let work until it reports the command's completion.
  * A command that the module accepted is waited for as long as the module lets itself be polled: an exposure
  * may take minutes. One that it refused is normally completed as well, but need not be: after
- * kPollsAfterRefusal polls without a completion the refusal is believed.
+ * kPollsAfterRefusal polls without a completion the refusal is believed. Nor can much be expected of a camera
+ * that the module has reported as gone: its commands are given up kPollsAfterRemoval polls after that.
  *
  * What a module may write to while a command is open does not lie in the caller's frame: small records are
  * copied there and back, element storage is handed over. A command that was never completed keeps it, so a
@@ -29,6 +30,8 @@ namespace nikon {
 constexpr int32_t kNoEntryPoint = -1000;
 /** One second: a module that has not completed what it refused by then will not. */
 constexpr int kPollsAfterRefusal = 100;
+/** Three seconds, in which a module has found out that the device under its command does not answer. */
+constexpr int kPollsAfterRemoval = 300;
 
 struct FreeMemory {
     void operator()(void* memory) const { std::free(memory); }
@@ -75,7 +78,8 @@ constexpr bool isAccepted(int32_t result) {
 }
 
 /** Lets the module work until the counter has reached `end`. False once the module does not let itself be
- *  polled any more; true at once, without a poll, when the counter is there already. */
+ *  polled any more, or too long after the object's camera has gone; true at once, without a poll, when the
+ *  counter is there already. */
 bool IdleLoop(const tagRefObj* object, const uint32_t* counter, uint32_t end);
 /** The same, and false after kPollsAfterRefusal polls. */
 bool IdleLoopAfterRefusal(const tagRefObj* object, const uint32_t* counter, uint32_t end);

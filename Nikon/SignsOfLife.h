@@ -1,7 +1,8 @@
 /* SignsOfLife.h: how much a camera module has told lately.
  *
  * A wait for a picture must not give up on a module that is still at work. Everything that a module reports
- * by itself (an event, progress, a block of data) counts as a sign; that it lets itself be polled does not.
+ * by itself (an event, progress, a block of data) counts as a sign; that it lets itself be polled does not,
+ * nor does it that a value has changed.
  *
  * Thread: any; a module reports on the thread that polls it, so each thread has a count of its own.
  */

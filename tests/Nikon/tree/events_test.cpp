@@ -197,6 +197,9 @@ TEST_F(EventsTest, AndProgressAreSignsOfLife) {
     const uint64_t between = signsOfLife();
     fakeSource->progress(1, 2);
     EXPECT_GT(signsOfLife(), between);
+    const uint64_t after = signsOfLife();
+    quietly([&] { fakeSource->raise(kMaidEventCapChangeValueOnly, 0x8100); });
+    EXPECT_EQ(signsOfLife(), after) << "the light has changed, that is all";
 }
 
 TEST_F(EventsTest, ProgressIsAPercentageOfOnePicture) {

@@ -58,6 +58,39 @@ TEST_F(MisbehaviourTest, ACompletionOfAnotherCommandDoesNotEndThisOne) {
     EXPECT_EQ(module.polls, 10);
 }
 
+TEST_F(MisbehaviourTest, ACommandThatIsNeverCompletedIsGivenUpAfterItsCameraHasGone) {
+    openWholeTree();
+    fakeSource->can(17, kMaidCapProcess, kMaidOperationStart);
+    quietly([&] { fakeSource->raise(kMaidEventCapChange, 0); });
+    module.before = [&](const FakeCall& call) {
+        if (call.command == kMaidCommandCapStart) module.completions = 0;
+    };
+    const struct {
+        tagRefObj* object;
+        uint32_t process;
+    } cases[] = {{source(), 17}, {image(), kMaidCapabilityAcquire}};
+    for (const auto& one : cases) {
+        camera.active = 1;
+        module.polls = 0;
+        module.atPolls.assign(1000, nullptr);
+        module.atPolls.push_back([&] { module.root.raise(kMaidEventRemoveChild, kSourceId); });
+        quietly([&] { EXPECT_FALSE(IssueProcess(one.object, one.process)); });
+        EXPECT_EQ(camera.active, 0);
+        EXPECT_EQ(module.polls, 1001 + kPollsAfterRemoval);
+    }
+    EXPECT_EQ(sentStatuses, (std::vector<int32_t>{0, 0}));
+}
+
+TEST_F(MisbehaviourTest, ACommandThatIsCompletedAfterItsCameraHasGoneIsDone) {
+    openWholeTree();
+    fakeSource->can(17, kMaidCapProcess, kMaidOperationStart);
+    quietly([&] { fakeSource->raise(kMaidEventCapChange, 0); });
+    module.completionPolls = kPollsAfterRemoval;
+    module.atPolls = {[&] { module.root.raise(kMaidEventRemoveChild, kSourceId); }};
+    quietly([&] { EXPECT_TRUE(IssueProcess(source(), 17)); });
+    EXPECT_EQ(camera.active, 0);
+}
+
 TEST_F(MisbehaviourTest, CompletionsForNobodyAreDropped) {
     int anything = 0;
     for (const MaidRef reference : {MaidRef{nullptr}, MaidRef{&anything}, reinterpret_cast<MaidRef>(1),
