@@ -49,15 +49,15 @@ constexpr uint8_t lengthOf(const Field& first, const Field& second) {
 
 /** Answers every request. */
 constexpr ControlRow range(Place at, Field first, Field second = {}) {
-    return {at.kind, at.selector, at.bit, lengthOf(first, second), true, true, {first, second}};
+    return {{first, second}, at.kind, at.selector, at.bit, lengthOf(first, second), true, true};
 }
 /** One of a few values, with a default. */
 constexpr ControlRow choice(Place at, Field field, uint8_t hiddenBy = 0) {
-    return {at.kind, at.selector, at.bit, field.size, false, true, {field, Field{}}, hiddenBy};
+    return {{field, Field{}}, at.kind, at.selector, at.bit, field.size, false, true, hiddenBy};
 }
 /** Without even a default. */
 constexpr ControlRow state(Place at, Field field) {
-    return {at.kind, at.selector, at.bit, field.size, false, false, {field, Field{}}};
+    return {{field, Field{}}, at.kind, at.selector, at.bit, field.size, false, false};
 }
 
 constexpr uint8_t kTemperatureAuto = 0x0B;

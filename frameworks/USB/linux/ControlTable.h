@@ -44,13 +44,13 @@ struct Field {
 
 /** A standard control. */
 struct ControlRow {
+    std::array<Field, 2> fieldPair;
     EntityKind kind;
     uint8_t selector;
     uint8_t bit;  // of the unit's bmControls
     uint8_t size;
     bool hasRange;  // answers the requests for minimum, maximum and step
     bool hasDefault;
-    std::array<Field, 2> fieldPair;
     uint8_t hiddenBy = 0;  // another selector whose control has the driver's name first; 0: none
 
     std::span<const Field> fields() const { return {fieldPair.data(), fieldPair[1].size == 0 ? 1U : 2U}; }
