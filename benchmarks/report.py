@@ -46,6 +46,8 @@ def rows(figures):
     yield ratio_row(figures, "download_25MB", "Download of 25 MB, against writing a file", "≤ 1.25")
     yield ratio_row(figures, "video_frame_1080p", "1080p frame over the socket, against a copy and a raw send", "≤ 1.3")
     yield ratio_row(figures, "average_of_32", "Average of 32 1080p frames, against FFmpeg's tmix", "< 1")
+    yield ratio_row(figures, "yuyv_1080p", "YUYV 1080p to BGRA in the hardware set, a frame, against ffmpeg", "reported")
+    yield ratio_row(figures, "mjpeg_1080p", "MJPEG 1080p to BGRA in the hardware set, a frame, against ffmpeg", "reported")
     yield ratio_row(figures, "nikon_live_view", "Nikon live-view frame of 200 KB, against the module, a copy and a raw send", "≤ 1.3")
     yield ratio_row(figures, "nikon_transfer_25MB", "NEF of 25 MB in 64 KB blocks, against writing the same buffer", "≤ 1.3")
     bound = in_us(figures["averaging_1080p_baseline"])
