@@ -7,13 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "Nikon/NikonRecords.h"
-#include "Nikon/Nikonjnilib.h"
-#include "Nikon/nikon_internal.h"
+#include "tests/Nikon/OpenedModule.h"
 #include "tests/Nikon/ScriptedModule.h"
 #include "tests/QTKitCapture/AllocationCounter.h"
-
-#define NIKON(name) Java_com_velmont_camera_nikon_NikonMaid_##name
 
 namespace nikon::test {
 namespace {
@@ -55,19 +51,6 @@ protected:
         scripted.answer(kMaidCommandCapGetArray, kFrame, [](const Command&) { return 0; });
     }
 
-    /** As InitializeSDK goes about it once the bundle is loaded; 0 when it fails. */
-    jlong open() {
-        auto* record = handles::create<NikonModule>(Kind::NikonModule);
-        if (record == nullptr) return 0;
-        record->root.entryPoint = sparedEntry;
-        if (!openLoadedModule(*record)) {
-            handles::retire(Kind::NikonModule, toAddress(toHandle(record)));
-            return 0;
-        }
-        record->isOpen = true;
-        return toHandle(record);
-    }
-
     /** Runs it again and again, each time with another one of its allocations failing, until none is left. */
     template <class Action, class Check>
     void atEveryAllocation(Action action, Check check) {
@@ -100,7 +83,7 @@ private:
 };
 
 TEST_F(ShortOfMemory, a_module_is_opened_or_says_why_not) {
-    atEveryAllocation([&] { return open(); },
+    atEveryAllocation([&] { return openAsLoaded(sparedEntry); },
                       [&](jlong module, bool isFree) {
                           if (isFree) {
                               EXPECT_NE(module, 0);
@@ -131,7 +114,7 @@ TEST_F(ShortOfMemory, a_camera_is_selected_or_not) {
         [&] {
             {
                 const AllocationPause pause;
-                module = open();
+                module = openAsLoaded(sparedEntry);
             }
             return NIKON(selectCameraAtIndex)(env, env, module, 0);
         },
@@ -146,7 +129,7 @@ TEST_F(ShortOfMemory, a_camera_is_selected_or_not) {
 }
 
 TEST_F(ShortOfMemory, a_camera_is_released_all_the_same) {
-    const jlong module = open();
+    const jlong module = openAsLoaded(sparedEntry);
     jlong camera = 0;
     atEveryAllocation(
         [&] {
@@ -162,7 +145,7 @@ TEST_F(ShortOfMemory, a_camera_is_released_all_the_same) {
 }
 
 TEST_F(ShortOfMemory, settings_and_frames_are_answered_whole_or_not_at_all) {
-    const jlong module = open();
+    const jlong module = openAsLoaded(sparedEntry);
     const jlong camera = NIKON(selectCameraAtIndex)(env, env, module, 0);
     ASSERT_NE(camera, 0);
     atEveryAllocation([&] { return NIKON(GetSetting)(env, env, camera, kSetting); },

@@ -5,18 +5,12 @@
 #include <memory>
 #include <string>
 
-#include "Nikon/NikonRecords.h"
-#include "Nikon/Nikonjnilib.h"
-#include "Nikon/nikon_internal.h"
+#include "tests/Nikon/OpenedModule.h"
 #include "tests/Nikon/ScriptedModule.h"
 #include "tests/e2e/support/temp_folder.h"
 
-#define NIKON(name) Java_com_velmont_camera_nikon_NikonMaid_##name
-
 namespace nikon::test {
 namespace {
-
-using handles::Kind;
 
 constexpr uint32_t kSetting = 0x8111;
 constexpr uint32_t kFrame = 0x8247;
@@ -43,12 +37,8 @@ protected:
     }
 
     void open() {
-        auto* record = handles::create<NikonModule>(Kind::NikonModule);
-        ASSERT_NE(record, nullptr);
-        record->root.entryPoint = ScriptedModule::entry;
-        ASSERT_TRUE(openLoadedModule(*record));
-        record->isOpen = true;
-        module = toHandle(record);
+        module = openAsLoaded(ScriptedModule::entry);
+        ASSERT_NE(module, 0);
     }
 
     jlong select() {
