@@ -37,7 +37,8 @@ void noteCopy(size_t size) {
 
 }  // namespace
 
-// The linker sends the camera logic's own calls here.
+// The linker sends the camera logic's own calls here, and those of libraries that are linked.
+#pragma GCC visibility push(default)
 extern "C" {
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
@@ -78,6 +79,7 @@ void* __wrap_memmove(void* to, const void* from, size_t size) {
     return __real_memmove(to, from, size);
 }
 }
+#pragma GCC visibility pop
 
 namespace nikon::test {
 namespace {

@@ -11,7 +11,8 @@ void NikonRemote_statusCallback(int32_t) {}
 
 void NikonRemote_progressCallback(int32_t) {}
 
-extern "C" int __wrap_nanosleep(const timespec*, timespec*) {
+// Visible, because the libraries' own calls come here, too.
+extern "C" __attribute__((visibility("default"))) int __wrap_nanosleep(const timespec*, timespec*) {
     return 0;
 }
 
