@@ -128,9 +128,18 @@ Failure makeElements(GstElement* source, const Choice& choice, std::optional<Fra
     return chain.result();
 }
 
+GstElement* makeNodeSource(const std::string& path) {
+    GstElement* const source = gst_element_factory_make("v4l2src", nullptr);
+    if (source != nullptr) g_object_set(source, "device", path.c_str(), nullptr);
+    return source;
+}
+
 Failure makeElements(const Webcam& webcam, const Choice& choice, std::optional<FrameSize> size,
                      Elements& out) {
-    return makeElements(gst_device_create_element(webcam.device(), nullptr), choice, size, out);
+    GstElement* const source = webcam.device() != nullptr
+                                   ? gst_device_create_element(webcam.device(), nullptr)
+                                   : makeNodeSource(webcam.node()->path());
+    return makeElements(source, choice, size, out);
 }
 
 }  // namespace capture

@@ -17,6 +17,8 @@ struct Elements {
     GstElement* sink = nullptr;  // the application's, in the pipeline
 };
 
+/** V4L2's source for a node; null when GStreamer has none. */
+GstElement* makeNodeSource(const std::string& path);
 Failure makeElements(const Webcam& webcam, const Choice& choice, std::optional<FrameSize> size,
                      Elements& out);
 /** From a source to BGRA; takes over the source. */

@@ -7,8 +7,8 @@
 #include <set>
 #include <system_error>
 
+#include "frameworks/QTKit/gstreamer/NodeProbe.h"
 #include "frameworks/QTKit/gstreamer/Threads.h"
-#include "frameworks/QTKit/gstreamer/VideoClass.h"
 #include "frameworks/QTKit/gstreamer/Webcam.h"
 
 namespace capture {
@@ -47,17 +47,19 @@ private:
     enum class State { None, Starting, Running, Failed };
 
     bool isReady(std::unique_lock<std::mutex>& lock);
-    void restart();
+    void start();
     void update();
-    void add(GstDevice* device);
+    void updateListed();
+    void updateUnannounced();
+    void add(WebcamFacts facts);
     size_t numberFor(const std::string& place) const;
 
     std::mutex mutex_;
     std::condition_variable changed_;
     State state_ = State::None;  // guarded by mutex_, as all below
     GstDeviceMonitor* monitor_ = nullptr;
-    VideoClass class_;
-    Webcams webcams_;  // what the monitor listed last
+    Webcams webcams_;         // what was there last
+    std::vector<Node> dull_;  // nodes that bring no pictures
 };
 
 Monitor& instance() {
@@ -78,14 +80,10 @@ GstDeviceMonitor* makeMonitor() {
     return nullptr;
 }
 
-/** Monitors are started on a thread of their own, since some interface may keep it waiting. */
-void Monitor::restart() {
+/** On a thread of its own, since some interface may keep it waiting. */
+void Monitor::start() {
     state_ = State::Starting;
-    startThread("capture-devices", [this, old = std::exchange(monitor_, nullptr)] {
-        if (old != nullptr) {
-            gst_device_monitor_stop(old);
-            gst_object_unref(old);
-        }
+    startThread("capture-devices", [this] {
         GstDeviceMonitor* const monitor = makeMonitor();
         const std::lock_guard guard(mutex_);
         monitor_ = monitor;
@@ -95,8 +93,7 @@ void Monitor::restart() {
 }
 
 bool Monitor::isReady(std::unique_lock<std::mutex>& lock) {
-    if (state_ == State::None) class_.update();
-    if (state_ == State::None || state_ == State::Failed) restart();
+    if (state_ == State::None || state_ == State::Failed) start();
     changed_.wait_for(lock, kStartLimit, [this] { return state_ != State::Starting; });
     return state_ == State::Running;
 }
@@ -113,32 +110,59 @@ size_t Monitor::numberFor(const std::string& place) const {
     return number;
 }
 
-void Monitor::add(GstDevice* device) {
-    webcams_.push_back(std::make_shared<Webcam>(device, numberFor(placeOf(device))));
+void Monitor::add(WebcamFacts facts) {
+    const size_t number = numberFor(facts.place);
+    webcams_.push_back(std::make_shared<Webcam>(std::move(facts), number));
 }
 
 /** Those that stay keep their objects. */
-void Monitor::update() {
+void Monitor::updateListed() {
     const Devices devices(monitor_);
     std::set<const GstDevice*> listed;
     devices.forEach([&](GstDevice* device) { listed.insert(device); });
-    std::erase_if(webcams_, [&](const WebcamRef& webcam) { return !listed.contains(webcam->device()); });
+    std::erase_if(webcams_, [&](const WebcamRef& webcam) {
+        return webcam->device() != nullptr && !listed.contains(webcam->device());
+    });
     for (const WebcamRef& webcam : webcams_)
         listed.erase(webcam->device());
-    std::vector<GstDevice*> added;
+    std::vector<WebcamFacts> added;
     devices.forEach([&](GstDevice* device) {
-        if (listed.contains(device)) added.push_back(device);
+        if (listed.contains(device)) added.push_back(factsOf(device));
     });
-    std::sort(added.begin(), added.end(), [](GstDevice* a, GstDevice* b) {
-        return propertyOf(a, "device.path") < propertyOf(b, "device.path");
+    const auto pathOf = [](const WebcamFacts& facts) { return facts.node ? facts.node->path() : ""; };
+    std::sort(added.begin(), added.end(),
+              [&](const WebcamFacts& a, const WebcamFacts& b) { return pathOf(a) < pathOf(b); });
+    for (WebcamFacts& facts : added)
+        add(std::move(facts));
+}
+
+void Monitor::updateUnannounced() {
+    std::erase_if(dull_, [](const Node& node) { return node.isReplaced(); });
+    for (const std::string& path : unannouncedNodes()) {
+        const auto isIt = [&](const Node& node) { return node.path() == path; };
+        const auto hasIt = [&](const WebcamRef& webcam) { return webcam->node() && isIt(*webcam->node()); };
+        if (std::any_of(dull_.begin(), dull_.end(), isIt)) continue;
+        if (std::any_of(webcams_.begin(), webcams_.end(), hasIt)) continue;
+        const Node node(path);
+        if (std::optional<WebcamFacts> facts = probeNode(node)) {
+            add(std::move(*facts));
+        } else {
+            dull_.push_back(node);
+        }
+    }
+}
+
+void Monitor::update() {
+    std::erase_if(webcams_, [](const WebcamRef& webcam) {
+        return webcam->device() == nullptr && webcam->node()->isReplaced();
     });
-    for (GstDevice* device : added)
-        add(device);
+    updateListed();
+    updateUnannounced();
 }
 
 /** Whether V4L2 shows the same camera. */
 bool isDoubled(const Webcam& webcam, const Webcams& all) {
-    if (webcam.node()) return false;
+    if (webcam.node() || webcam.device() == nullptr) return false;
     const std::string path = propertyOf(webcam.device(), "api.v4l2.path");
     const std::string libcameraId = propertyOf(webcam.device(), "api.libcamera.path");
     return std::any_of(all.begin(), all.end(), [&](const WebcamRef& other) {
@@ -156,10 +180,6 @@ bool isShown(const Webcam& webcam, const Webcams& all) {
 bool Monitor::list(std::vector<CameraRef>& out) {
     std::unique_lock lock(mutex_);
     if (!isReady(lock)) return false;
-    if (class_.hasUnannounced()) {
-        restart();
-        if (!isReady(lock)) return false;
-    }
     update();
     for (const WebcamRef& webcam : webcams_) {
         if (isShown(*webcam, webcams_)) out.push_back(webcam);

@@ -24,8 +24,13 @@ std::optional<Node> nodeOf(GstDevice* device) {
     return Node(std::move(path));
 }
 
-std::string numbered(std::string place, size_t number) {
-    return number == 1 ? place : place + "-" + std::to_string(number);
+/** Where PipeWire has it. */
+std::string placeOf(GstDevice* device) {
+    for (const char* property : {"api.libcamera.path", "object.path", "node.name"}) {
+        const std::string text = propertyOf(device, property);
+        if (!text.empty()) return "pipewire:" + text;
+    }
+    return "name:" + displayNameOf(device);
 }
 
 }  // namespace
@@ -36,24 +41,22 @@ std::string propertyOf(GstDevice* device, const char* name) {
     return text == nullptr ? "" : text;
 }
 
-std::string placeOf(GstDevice* device) {
-    if (const std::optional<Node> node = nodeOf(device)) return node->uniqueId();
-    for (const char* property : {"api.libcamera.path", "object.path", "node.name"}) {
-        const std::string text = propertyOf(device, property);
-        if (!text.empty()) return "pipewire:" + text;
-    }
-    return "name:" + displayNameOf(device);
+Webcam::Webcam(WebcamFacts facts, size_t number)
+    : facts_(std::move(facts)),
+      uniqueId_(number == 1 ? facts_.place : facts_.place + "-" + std::to_string(number)) {}
+
+WebcamFacts factsOf(GstDevice* device) {
+    WebcamFacts facts;
+    facts.device.reset(GST_DEVICE(gst_object_ref(device)));
+    facts.name = displayNameOf(device);
+    facts.modes = modesOfDevice(device);
+    facts.node = nodeOf(device);
+    facts.place = facts.node ? facts.node->uniqueId() : placeOf(device);
+    return facts;
 }
 
-Webcam::Webcam(GstDevice* device, size_t number)
-    : device_(GST_DEVICE(gst_object_ref(device))),
-      name_(displayNameOf(device)),
-      modes_(modesOfDevice(device)),
-      node_(nodeOf(device)),
-      uniqueId_(numbered(placeOf(device), number)) {}
-
 Failure Webcam::reserve(bool isStreamingHere, std::unique_ptr<Reservation>& out) {
-    if (node_) return node_->reserve(isStreamingHere, out);
+    if (node()) return node()->reserve(isStreamingHere, out);
     // PipeWire lends its cameras to several programs at once.
     if (isGone()) return {QTErrorDeviceWasDisconnected};
     out = std::make_unique<Reservation>();
@@ -66,7 +69,7 @@ std::shared_ptr<Source> Webcam::start(std::optional<FrameSize> size,
 }
 
 bool Webcam::isGone() const {
-    return node_ ? node_->isGone() : !isListed(device_.get());
+    return node() ? node()->isGone() : !isListed(device());
 }
 
 }  // namespace capture
