@@ -8,8 +8,8 @@ build_packages=(
   libglib2.0-dev        # event loops
   libgtk-4-dev          # windows
   libplist-dev          # the information lists of camera modules
-  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev  # movies
-  # What GStreamer finds at run time: the base, movie files and pictures, H.264, AAC and what else there is to
+  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev  # movies, webcams
+  # What GStreamer finds at run time: the base, movie files, pictures and webcams, H.264, AAC and what else there is to
   # decode.
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-ugly gstreamer1.0-libav
   libusb-1.0-0-dev      # webcams that no driver serves

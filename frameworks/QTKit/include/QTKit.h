@@ -167,7 +167,8 @@ class QTKIT_EXPORT QTCaptureSession : public NSObject {
 public:
     static QTCaptureSession* create();
 
-    /** The session keeps what is added. */
+    /** The session keeps what is added. How many it takes is the implementation's affair, at least one of
+     * each; it says so by the error. */
     virtual bool addInput_error(QTCaptureDeviceInput& input, NSError** error) = 0;
     virtual bool addOutput_error(QTCaptureDecompressedVideoOutput& output, NSError** error) = 0;
 
