@@ -1,9 +1,13 @@
 // The hardware library on a kernel's own drivers: in the virtual machine, with the webcam that is made of
 // software. Everything is tried twice: through the kernel's video driver, and by libusb after the driver was
 // taken away.
+#include <grp.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -214,6 +218,50 @@ TEST_P(RealBus, a_camera_that_is_unplugged_while_open_is_gone_and_another_comes_
     EXPECT_EQ(interface.USBInterfaceOpen(), kIOReturnNoDevice);
     EXPECT_EQ(tell(open(), {7, 0}, 0x0204), kIOReturnSuccess);
     EXPECT_EQ(turnedTo(0x0204), 7);
+}
+
+/* ---- The rule for devices ---- */
+
+namespace {
+
+/** Of the camera's node for requests without a driver. */
+std::string rawNode() {
+    for (const auto& entry : fs::directory_iterator("/sys/bus/usb/devices")) {
+        std::string vendor;
+        std::getline(std::ifstream(entry.path() / "idVendor"), vendor);
+        if (vendor != "1209") continue;
+        unsigned bus = 0;
+        unsigned number = 0;
+        std::ifstream(entry.path() / "busnum") >> bus;
+        std::ifstream(entry.path() / "devnum") >> number;
+        char path[40];
+        std::snprintf(path, sizeof path, "/dev/bus/usb/%03u/%03u", bus, number);
+        return path;
+    }
+    return {};
+}
+
+bool belongsToVideoGroup(const std::string& path) {
+    const group* video = getgrnam("video");
+    struct stat facts {};
+    return video != nullptr && stat(path.c_str(), &facts) == 0 && facts.st_gid == video->gr_gid &&
+           (facts.st_mode & 0777) == 0660;
+}
+
+}  // namespace
+
+TEST(UdevRule, opens_a_webcam_s_node_to_the_group_video_and_no_other_device_s) {
+    if (!fs::exists("/run/udev/control")) GTEST_SKIP() << "no udev in this machine: tests/vm/vm-run --udev";
+    fs::create_directories("/run/udev/rules.d");
+    fs::copy(TARVO_UDEV_RULE, "/run/udev/rules.d", fs::copy_options::overwrite_existing);
+    ASSERT_EQ(std::system("udevadm control --reload"), 0);
+    e2e::LabClient camera(kCommands);
+    camera.must({{"cmd", "unplug"}});
+    ASSERT_TRUE(eventually([] { return rawNode().empty(); }));
+    camera.must({{"cmd", "plug"}});
+    EXPECT_TRUE(eventually([] { return belongsToVideoGroup(rawNode()); }));
+    EXPECT_FALSE(belongsToVideoGroup("/dev/bus/usb/001/001"));
+    EXPECT_TRUE(eventually([] { return fs::exists("/dev/video0"); }));
 }
 
 }  // namespace test
