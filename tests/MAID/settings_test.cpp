@@ -44,6 +44,33 @@ TEST_F(MaidTest, packed_texts_are_counted_in_bytes_and_chosen_by_text) {
               kMaidResultValueOutOfBounds);
 }
 
+TEST_F(MaidTest, defaults_are_told_apart_from_values) {
+    start({{{"capabilities",
+             {{{"id", "0x9000"},
+               {"type", 12},
+               {"operations", 30},
+               {"arrayType", 2},
+               {"elements", {7, 8, 9}},
+               {"current", 2},
+               {"default", 1}}}}}});
+    Opened* body = source();
+    NkMAIDEnum list{};
+    ASSERT_EQ(run(body, kMaidCommandCapGetDefault, 0x9000, kMaidDataEnumPtr, addressOf(list)), 0);
+    EXPECT_EQ(list.value, 1u);
+    ASSERT_EQ(run(body, kMaidCommandCapGet, 0x9000, kMaidDataEnumPtr, addressOf(list)), 0);
+    EXPECT_EQ(list.value, 2u);
+    EXPECT_EQ(list.defaultValue, 1u);
+}
+
+TEST_F(MaidTest, a_capability_that_was_taken_away_is_none) {
+    start({{{"capabilities", {{{"id", 49}, {"remove", true}}}}}});
+    Opened* body = source();
+    int32_t battery = 77;
+    EXPECT_EQ(run(body, kMaidCommandCapGet, 49, kMaidDataIntegerPtr, addressOf(battery)),
+              kMaidResultNotSupported);
+    EXPECT_EQ(battery, 77);
+}
+
 TEST_F(MaidTest, storage_of_another_size_is_refused_untouched) {
     start();
     Opened* body = source();

@@ -223,6 +223,28 @@ TEST_F(NikonCameras, that_do_not_tell_their_type_can_be_selected) {
     EXPECT_NE(nikon().selectCamera(module, 0), 0);
 }
 
+TEST_F(NikonCameras, whose_capabilities_change_while_they_are_listed_are_listed_anew) {
+    start();
+    const int64_t module = startModule();
+    lab().clearTrace();
+    lab().delay("MAIDEntryPoint:4", std::chrono::milliseconds(2000));
+    nikon().send(4, Message().int64(module).int32(0));
+    nikon().expectHeader(4);
+    EXPECT_TRUE(eventually([&] { return !lab().must({{"cmd", "trace"}})["underway"].empty(); }));
+    lab().must({{"cmd", "set"}, {"id", "nikon-1"}, {"capabilities", {{{"id", 53}, {"visibility", 1}}}}});
+    nikon().expectHeader(4);
+    EXPECT_EQ(nikon().receiveInt(), kModuleType + 1);
+    Texts listing;
+    for (const MaidCommand& command : commands()) {
+        const bool isListing = command.command == kCountCommand || command.command == kListCommand;
+        if (!isListing || command.object != "1") continue;
+        listing.push_back(std::to_string(command.command) + ": " + std::to_string(command.result));
+    }
+    ASSERT_GE(listing.size(), 4u);
+    listing.resize(4);
+    EXPECT_EQ(listing, (Texts{"3: 0", "4: -124", "3: 0", "4: 0"}));
+}
+
 // ---- Selecting and releasing ----------------------------------------------------------------------------
 
 TEST_F(NikonCameras, are_selected_by_two_settings_in_order) {

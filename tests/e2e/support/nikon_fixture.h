@@ -23,6 +23,8 @@ namespace e2e {
 inline constexpr int kAsyncCommand = 0;
 inline constexpr int kOpenCommand = 1;
 inline constexpr int kCloseCommand = 2;
+inline constexpr int kCountCommand = 3;
+inline constexpr int kListCommand = 4;
 inline constexpr int kStartCommand = 5;
 inline constexpr int kSetCommand = 6;
 inline constexpr int kGetCommand = 7;
