@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building, testing and the demonstration need, from Debian's packages, and only what is missing.
-# Usage: scripts/install-deps.sh [build|test|fuzz]     (test, the default, includes build; fuzz includes test)
+# Usage: scripts/install-deps.sh [build|test|fuzz|vm]
+# (test, the default, includes build; fuzz includes test; vm is what tests against real drivers need besides)
 set -euo pipefail
 
 build_packages=(
@@ -29,9 +30,20 @@ fuzz_packages=(
   clang libclang-rt-dev  # fuzzers, and the sanitizers that go with them
 )
 
-packages=("${build_packages[@]}")
-[ "${1:-test}" = build ] || packages+=("${test_packages[@]}")
-[ "${1:-test}" != fuzz ] || packages+=("${fuzz_packages[@]}")
+vm_packages=(
+  qemu-system-x86 busybox-static kmod cpio  # the machine; its kernel is only downloaded (tests/vm/vm-setup)
+  udev                                      # its device events
+  v4l-utils                                 # a second program that looks at webcams
+  gstreamer1.0-tools                        # makes the list of plug-ins once, outside
+)
+
+case ${1:-test} in
+  build) packages=("${build_packages[@]}") ;;
+  test) packages=("${build_packages[@]}" "${test_packages[@]}") ;;
+  fuzz) packages=("${build_packages[@]}" "${test_packages[@]}" "${fuzz_packages[@]}") ;;
+  vm) packages=("${vm_packages[@]}") ;;
+  *) echo "install-deps.sh: no such group: $1" >&2; exit 2 ;;
+esac
 
 missing=()
 for package in "${packages[@]}"; do

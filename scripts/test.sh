@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs all tests.
+# Installs what is missing, builds, and runs all tests. Those against real drivers (label vm) need a virtual machine; where
+# there can be none the others run, and the last lines say so and why.
 # Usage: scripts/test.sh [PRESET...]     (default: release)
 # With asan or tsan the tests of the units are built with the sanitizer, and the helper is: the black-box tests of the
 # release build, which know it by its sockets alone, are run once more against that helper; not so with TARVO_UNITS_ONLY=1.
@@ -9,6 +10,25 @@ scripts/install-deps.sh test
 
 presets=("$@")
 [ ${#presets[@]} -gt 0 ] || presets=(release)
+has_release() { [[ " ${presets[*]} " == *" release "* ]]; }
+
+prepare_vm() { scripts/install-deps.sh vm && tests/vm/vm-setup; }
+
+# The last thing that is said, however the tests ended.
+tell_what_did_not_run() {
+  local status=$?
+  if [ -n "${no_vm:-}" ]; then
+    printf '\n== NOT RUN: the tests against real drivers (label vm). The reason:\n%s\n' "$no_vm"
+  fi
+  exit "$status"
+}
+
+if has_release; then
+  vm_log=$(mktemp)
+  prepare_vm >"$vm_log" 2>&1 || no_vm=$(tail -n 5 "$vm_log")
+  rm "$vm_log"
+  trap tell_what_did_not_run EXIT
+fi
 
 # Compiled files are found again from another clone, too.
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
@@ -34,11 +54,11 @@ is_sanitizer() {
 }
 
 for preset in "${presets[@]}"; do
-  ! is_sanitizer "$preset" || [ -n "${TARVO_UNITS_ONLY:-}" ] || [[ " ${presets[*]} " == *" release "* ]] || build release
+  ! is_sanitizer "$preset" || [ -n "${TARVO_UNITS_ONLY:-}" ] || has_release || build release
   build "$preset"
 done
 
-if [[ " ${presets[*]} " == *" release "* ]]; then
+if has_release; then
   echo "== format"
   scripts/check-format.sh
 fi

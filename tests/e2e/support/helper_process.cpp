@@ -99,8 +99,10 @@ void HelperProcess::awaitPort() {
 
 void HelperProcess::start(const HelperOptions& options) {
     std::map<std::string, std::string> changes = options.environment;
-    changes.emplace("LD_LIBRARY_PATH", simulatedSetPath());
-    changes.emplace("TARVO_LAB_SOCKET", labSocket());
+    if (options.isSimulated) {
+        changes.emplace("LD_LIBRARY_PATH", simulatedSetPath());
+        changes.emplace("TARVO_LAB_SOCKET", labSocket());
+    }
     if (!options.scenario.is_null()) {
         const std::string scenario = folder_.file("scenario.json");
         std::ofstream(scenario) << options.scenario.dump(2);

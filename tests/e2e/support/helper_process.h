@@ -1,4 +1,4 @@
-/* helper_process.h: the real helper, started on the simulated set and ended again.
+/* helper_process.h: the real helper, started on one of the two sets and ended again.
  *
  * The helper is $TARVO_HELPER, or bin/TarvoRemote of the build tree that the test itself lies in.
  *
@@ -35,6 +35,8 @@ struct HelperOptions {
     /** Limits of the process, soft and hard. */
     std::map<__rlimit_resource_t, rlim_t> limits;
     std::map<std::string, std::string> environment;
+    /** False for the hardware set, which the helper finds by itself. */
+    bool isSimulated = true;
     /** False for a helper that is expected to give up before it listens, or that is awaited later. */
     bool waitForPort = true;
 };
