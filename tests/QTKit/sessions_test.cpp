@@ -1,8 +1,8 @@
 // Sessions: when frames come, when they stop, and who may do what meanwhile.
-#include <future>
 #include <memory>
 
 #include "tests/QTKit/fixture.h"
+#include "tests/QTKit/session_rules.h"
 
 namespace test {
 namespace {
@@ -14,16 +14,7 @@ protected:
 
 TEST_F(Sessions, deliver_on_a_thread_of_the_framework_with_output_and_connection) {
     Chain chain = this->chain();
-    EXPECT_FALSE(chain.session->isRunning());
-    chain.session->startRunning();
-    EXPECT_TRUE(chain.session->isRunning());
-    ASSERT_TRUE(chain.taker->waitForMore(3));
-    for (const SeenFrame& frame : chain.taker->seen()) {
-        EXPECT_NE(frame.thread, std::this_thread::get_id());
-        EXPECT_EQ(frame.thread, chain.taker->seen().front().thread);
-    }
-    EXPECT_EQ(chain.taker->lastOutput(), &*chain.output);
-    EXPECT_EQ(chain.taker->lastConnection(), &*chain.input->connections().at(0));
+    deliverOnAThreadOfTheFramework(chain);
     EXPECT_EQ(deviceState("v-1")["sessions"], 1);
     chain.session->stopRunning();
     EXPECT_EQ(deviceState("v-1")["sessions"], 0);
@@ -76,59 +67,23 @@ TEST_F(Sessions, stop_without_waiting_for_a_delivery) {
 }
 
 TEST_F(Sessions, hold_the_delegate_while_they_call_it) {
-    const auto gate = std::make_shared<Gate>();
     Chain chain = this->chain();
-    chain.taker->setWork([gate](CVImageBuffer&) { gate->pass(); });
-    chain.session->startRunning();
-    ASSERT_TRUE(gate->waitForSomebody());
-    EXPECT_EQ(chain.taker->retainCount(), 2);
-    chain.session->stopRunning();
-    chain.output->setDelegate(nullptr);
-    chain.taker = {};  // the delivery's reference is the last one
-    gate->open();
+    holdTheDelegateWhileTheyCallIt(chain);
 }
 
 TEST_F(Sessions, retain_no_delegate_between_frames) {
     Chain chain = this->chain();
-    chain.session->startRunning();
-    ASSERT_TRUE(chain.taker->waitForMore(2));
-    chain.session->stopRunning();
-    EXPECT_TRUE(eventually([&] { return chain.taker->retainCount() == 1; }));
+    retainNoDelegateBetweenFrames(chain);
 }
 
 TEST_F(Sessions, let_a_delegate_call_back) {
     Chain chain = this->chain();
-    std::promise<void> done;
-    std::atomic<bool> isFirst{true};
-    chain.taker->setWork([&](CVImageBuffer&) {
-        if (!isFirst.exchange(false)) return;
-        chain.session->stopRunning();
-        chain.output->setPixelBufferAttributes(sized(8, 8));
-        chain.session->startRunning();
-        chain.output->setDelegate(nullptr);
-        const CallScope scope;
-        EXPECT_EQ(QTCaptureDevice::inputDevices()->size(), 1u);
-        done.set_value();
-    });
-    chain.session->startRunning();
-    EXPECT_EQ(done.get_future().wait_for(kPatience), std::future_status::ready);
-    EXPECT_TRUE(eventually([&] { return chain.taker->underway == 0; }));
+    letADelegateCallBack(chain);
 }
 
 TEST_F(Sessions, may_end_inside_of_a_delivery) {
     Chain chain = this->chain();
-    std::promise<void> done;
-    std::atomic<bool> isFirst{true};
-    QTCaptureSession* session = chain.session.take();
-    chain.taker->setWork([&, session](CVImageBuffer&) {
-        if (!isFirst.exchange(false)) return;
-        session->release();
-        done.set_value();
-    });
-    session->startRunning();
-    ASSERT_EQ(done.get_future().wait_for(kPatience), std::future_status::ready);
-    EXPECT_TRUE(eventually([&] { return living("sessions") == 0 && chain.taker->underway == 0; }));
-    EXPECT_TRUE(chain.device->isOpen());
+    mayEndInsideOfADelivery(chain, [] { return living("sessions") == 0; });
 }
 
 TEST_F(Sessions, stop_when_they_end_and_close_nothing) {
@@ -232,38 +187,10 @@ TEST_F(Sessions, refuse_closed_devices_and_outputs_of_others) {
 
 TEST_F(Sessions, survive_calls_in_any_order_from_several_threads) {
     Chain chain = this->chain();
-    std::atomic<bool> isOver{false};
-    std::vector<std::thread> threads;
-    threads.emplace_back([&] {
-        while (!isOver) {
-            chain.session->startRunning();
-            chain.session->stopRunning();
-        }
+    surviveCallsFromSeveralThreads(chain, [&] {
+        EXPECT_EQ(device().get(), chain.device.get());
+        must({{"cmd", "state"}});
     });
-    threads.emplace_back([&] {
-        for (int i = 1; !isOver; ++i) {
-            chain.output->setPixelBufferAttributes(sized(8 + i % 3, 8));
-            chain.session->startRunning();
-            static_cast<void>(chain.session->isRunning());
-        }
-    });
-    threads.emplace_back([&] {
-        while (!isOver) {
-            const CallScope scope;
-            const QTCaptureDeviceList* list = QTCaptureDevice::inputDevices();
-            EXPECT_EQ(list->at(0).get(), chain.device.get());
-            must({{"cmd", "state"}});
-        }
-    });
-    for (int round = 0; round < 50; ++round) {
-        chain.session->startRunning();
-        std::this_thread::yield();
-    }
-    isOver = true;
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    EXPECT_LE(chain.taker->mostUnderway, 1);
 }
 
 }  // namespace

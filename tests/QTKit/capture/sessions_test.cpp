@@ -1,8 +1,8 @@
 // The framework's own part: sessions, and who may do what while they run.
 #include <cmath>
-#include <future>
 
 #include "tests/QTKit/capture/fixture.h"
+#include "tests/QTKit/session_rules.h"
 
 namespace test {
 namespace {
@@ -11,18 +11,9 @@ class CaptureSessions : public CaptureTest {};
 
 TEST_F(CaptureSessions, deliver_on_a_thread_of_the_framework_with_output_and_connection) {
     Chain chain = this->chain();
-    EXPECT_FALSE(chain.session->isRunning());
-    chain.session->startRunning();
-    EXPECT_TRUE(chain.session->isRunning());
-    ASSERT_TRUE(chain.taker->waitForMore(3));
-    for (const SeenFrame& frame : chain.taker->seen()) {
-        EXPECT_NE(frame.thread, std::this_thread::get_id());
-        EXPECT_EQ(frame.thread, chain.taker->seen().front().thread);
-    }
-    EXPECT_EQ(chain.taker->lastOutput(), &*chain.output);
     ASSERT_EQ(chain.input->connections().size(), 1u);
     EXPECT_EQ(chain.input->connections()[0]->mediaType(), QTMediaType::Video);
-    EXPECT_EQ(chain.taker->lastConnection(), chain.input->connections()[0].get());
+    deliverOnAThreadOfTheFramework(chain);
     chain.session->stopRunning();
     EXPECT_FALSE(chain.session->isRunning());
     EXPECT_TRUE(eventually([&] { return camera->streams == 0; }));
@@ -92,59 +83,23 @@ TEST_F(CaptureSessions, stop_without_waiting_for_a_delivery) {
 }
 
 TEST_F(CaptureSessions, hold_the_delegate_while_they_call_it) {
-    const auto gate = std::make_shared<Gate>();
     Chain chain = this->chain();
-    chain.taker->setWork([gate](CVImageBuffer&) { gate->pass(); });
-    chain.session->startRunning();
-    ASSERT_TRUE(gate->waitForSomebody());
-    EXPECT_EQ(chain.taker->retainCount(), 2);
-    chain.session->stopRunning();
-    chain.output->setDelegate(nullptr);
-    chain.taker = {};  // the delivery's reference is the last one
-    gate->open();
+    holdTheDelegateWhileTheyCallIt(chain);
 }
 
 TEST_F(CaptureSessions, retain_no_delegate_between_frames) {
     Chain chain = this->chain();
-    chain.session->startRunning();
-    ASSERT_TRUE(chain.taker->waitForMore(2));
-    chain.session->stopRunning();
-    EXPECT_TRUE(eventually([&] { return chain.taker->retainCount() == 1; }));
+    retainNoDelegateBetweenFrames(chain);
 }
 
 TEST_F(CaptureSessions, let_a_delegate_call_back) {
     Chain chain = this->chain();
-    std::promise<void> done;
-    std::atomic<bool> isFirst{true};
-    chain.taker->setWork([&](CVImageBuffer&) {
-        if (!isFirst.exchange(false)) return;
-        chain.session->stopRunning();
-        chain.output->setPixelBufferAttributes(sized(8, 8));
-        chain.session->startRunning();
-        chain.output->setDelegate(nullptr);
-        const CallScope scope;
-        EXPECT_EQ(QTCaptureDevice::inputDevices()->size(), 1u);
-        done.set_value();
-    });
-    chain.session->startRunning();
-    EXPECT_EQ(done.get_future().wait_for(e2e::kPatience), std::future_status::ready);
-    EXPECT_TRUE(eventually([&] { return chain.taker->underway == 0; }));
+    letADelegateCallBack(chain);
 }
 
 TEST_F(CaptureSessions, may_end_inside_of_a_delivery) {
     Chain chain = this->chain();
-    std::promise<void> done;
-    std::atomic<bool> isFirst{true};
-    QTCaptureSession* session = chain.session.take();
-    chain.taker->setWork([&, session](CVImageBuffer&) {
-        if (!isFirst.exchange(false)) return;
-        session->release();
-        done.set_value();
-    });
-    session->startRunning();
-    ASSERT_EQ(done.get_future().wait_for(e2e::kPatience), std::future_status::ready);
-    EXPECT_TRUE(eventually([&] { return camera->streams == 0 && chain.taker->underway == 0; }));
-    EXPECT_TRUE(chain.device->isOpen());
+    mayEndInsideOfADelivery(chain, [&] { return camera->streams == 0; });
 }
 
 TEST_F(CaptureSessions, stop_when_they_end_and_close_nothing) {
@@ -253,39 +208,12 @@ TEST_F(CaptureSessions, may_be_stopped_while_they_wait_for_the_device) {
 
 TEST_F(CaptureSessions, survive_calls_in_any_order_from_several_threads) {
     Chain chain = this->chain();
-    std::atomic<bool> isOver{false};
-    std::vector<std::thread> threads;
-    threads.emplace_back([&] {
-        while (!isOver) {
-            chain.session->startRunning();
-            chain.session->stopRunning();
-        }
+    surviveCallsFromSeveralThreads(chain, [&] {
+        NSError* error = nullptr;
+        EXPECT_EQ(device().get(), chain.device.get());
+        EXPECT_TRUE(chain.device->open(&error));
+        camera->fail({capture::kErrorStreamFailed});
     });
-    threads.emplace_back([&] {
-        for (int i = 1; !isOver; ++i) {
-            chain.output->setPixelBufferAttributes(sized(8 + i % 3, 8));
-            chain.session->startRunning();
-            static_cast<void>(chain.session->isRunning());
-        }
-    });
-    threads.emplace_back([&] {
-        while (!isOver) {
-            const CallScope scope;
-            NSError* error = nullptr;
-            const QTCaptureDeviceList* list = QTCaptureDevice::inputDevices();
-            EXPECT_EQ(list->at(0).get(), chain.device.get());
-            EXPECT_TRUE(list->at(0)->open(&error));
-            camera->fail({capture::kErrorStreamFailed});
-        }
-    });
-    for (int round = 0; round < 50; ++round) {
-        chain.session->startRunning();
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    isOver = true;
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_LE(chain.taker->mostUnderway, 1);
     EXPECT_EQ(camera->mostStreams, 1);
 }
 

@@ -1,15 +1,62 @@
 // Sessions on webcams: starting, stopping, and drivers that take their time.
 #include "tests/QTKit/hardware/fixture.h"
+#include "tests/QTKit/session_rules.h"
 
 namespace test {
 namespace {
 
-class HardwareSessions : public HardwareTest {};
+class HardwareSessions : public HardwareTest {
+protected:
+    void SetUp() override {
+        one = webcam("fake one");
+        plugIn(one);
+    }
+    void TearDown() override {
+        one = nullptr;
+        HardwareTest::TearDown();
+    }
+    FakeRef one;
+};
+
+TEST_F(HardwareSessions, deliver_on_a_thread_of_the_framework_with_output_and_connection) {
+    Chain chain = this->chain(one);
+    deliverOnAThreadOfTheFramework(chain);
+}
+
+TEST_F(HardwareSessions, hold_the_delegate_while_they_call_it) {
+    Chain chain = this->chain(one);
+    holdTheDelegateWhileTheyCallIt(chain);
+}
+
+TEST_F(HardwareSessions, retain_no_delegate_between_frames) {
+    Chain chain = this->chain(one);
+    retainNoDelegateBetweenFrames(chain);
+}
+
+TEST_F(HardwareSessions, let_a_delegate_call_back) {
+    Chain chain = this->chain(one);
+    letADelegateCallBack(chain);
+}
+
+TEST_F(HardwareSessions, may_end_inside_of_a_delivery) {
+    Chain chain = this->chain(one);
+    mayEndInsideOfADelivery(chain, [&] { return one->openCount == 0; });
+}
+
+TEST_F(HardwareSessions, survive_calls_in_any_order_from_several_threads) {
+    const FakeRef two = webcam("fake two");
+    Chain chain = this->chain(one);
+    surviveCallsFromSeveralThreads(chain, [&] {
+        plugIn(two);
+        EXPECT_EQ(names().size(), 2u);
+        pullOut(two);
+        EXPECT_EQ(device("fake one").get(), chain.device.get());
+    });
+    EXPECT_LE(one->openCount, 1);
+}
 
 TEST_F(HardwareSessions, start_and_stop_again_and_again) {
-    const FakeRef fake = webcam("fake one");
-    plugIn(fake);
-    Chain chain = this->chain(fake);
+    Chain chain = this->chain(one);
     for (int round = 0; round < 20; ++round) {
         chain.output->setPixelBufferAttributes(sized(32 + round, 24));
         const size_t before = chain.taker->seen().size();
@@ -18,32 +65,28 @@ TEST_F(HardwareSessions, start_and_stop_again_and_again) {
         chain.session->stopRunning();
         ASSERT_TRUE(eventually([&] { return chain.taker->underway == 0; }));
         EXPECT_EQ(chain.taker->seen().at(before).width, static_cast<size_t>(32 + round));
-        EXPECT_LE(fake->openCount, 1);
+        EXPECT_LE(one->openCount, 1);
     }
 }
 
 TEST_F(HardwareSessions, do_not_wait_for_a_driver_that_hangs) {
-    const FakeRef fake = webcam("fake one");
-    plugIn(fake);
-    Chain chain = this->chain(fake);
+    Chain chain = this->chain(one);
     chain.session->startRunning();
     ASSERT_TRUE(chain.taker->waitForMore(1));
-    fake->manner = Manner::SlowToStop;
+    one->manner = Manner::SlowToStop;
     chain.session->stopRunning();
     EXPECT_FALSE(chain.session->isRunning());
-    EXPECT_EQ(fake->openCount, 1);
+    EXPECT_EQ(one->openCount, 1);
     // The next start finds the device free as soon as it is.
     chain.session->startRunning();
     EXPECT_TRUE(chain.session->isRunning());
-    fake->manner = Manner::Well;
+    one->manner = Manner::Well;
     EXPECT_TRUE(chain.taker->waitForMore(1));
-    EXPECT_EQ(fake->openCount, 1);
+    EXPECT_EQ(one->openCount, 1);
 }
 
 TEST_F(HardwareSessions, of_two_webcams_run_side_by_side) {
-    const FakeRef one = webcam("fake one");
     const FakeRef two = webcam("fake two");
-    plugIn(one);
     plugIn(two);
     Chain first = chain(one);
     Chain second = chain(two);
