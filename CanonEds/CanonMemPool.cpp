@@ -73,9 +73,9 @@ void endLibrary() {
 
 OSStatus TarvoCanonThreadFunction(void*) {
     startLibrary();
-    g_edsdk_init = 1;
     EventTargetRef target = GetEventDispatcherTarget();
     threadQueueRef = GetCurrentEventQueue();
+    g_edsdk_init = 1;  // last: who waits for it may ask this thread to quit at once
     while (dispatchNextEvent(target)) {
     }
     endLibrary();
