@@ -5,7 +5,6 @@
 #include <string>
 
 #include "frameworks/QuickTime/gstreamer/MovieTables.h"
-#include "tests/QuickTime/TestMovies.h"
 #include "tests/e2e/support/temp_folder.h"
 
 namespace {
@@ -45,14 +44,6 @@ protected:
 
     e2e::TempFolder folder_;
 };
-
-TEST_F(MovieTablesOf, a_whole_movie_are_there_and_gone_when_it_is_cut_off) {
-    makeMovie(folder_.file("whole.mov"));
-    Bytes bytes = e2e::readFile(folder_.file("whole.mov"));
-    EXPECT_EQ(MovieTables::present, of(bytes));
-    bytes.resize(bytes.size() / 2);
-    EXPECT_EQ(MovieTables::cutOff, of(bytes));
-}
 
 TEST_F(MovieTablesOf, a_movie_may_come_first_or_last) {
     EXPECT_EQ(MovieTables::present, of(atom("ftyp", 12) + atom("moov", 40) + atom("mdat", 30)));

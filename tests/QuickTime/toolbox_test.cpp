@@ -13,6 +13,7 @@
 #include "frameworks/QuickTime/gstreamer/Encoders.h"
 #include "frameworks/QuickTime/gstreamer/Examine.h"
 #include "frameworks/QuickTime/gstreamer/Gst.h"
+#include "frameworks/QuickTime/gstreamer/MovieTables.h"
 #include "tests/QuickTime/TestMovies.h"
 #include "tests/e2e/support/temp_folder.h"
 
@@ -121,8 +122,10 @@ TEST_F(Toolbox, does_not_wait_at_a_pipe) {
 TEST_F(Toolbox, takes_a_truncated_movie_for_none) {
     makeMovie(path("film.mov"));
     e2e::Bytes bytes = e2e::readFile(path("film.mov"));
+    EXPECT_EQ(movies::MovieTables::present, movies::lookForTables(path("film.mov").c_str()));
     bytes.resize(bytes.size() / 2);  // the tables are at the end
     writeFile(path("half.mov"), bytes);
+    EXPECT_EQ(movies::MovieTables::cutOff, movies::lookForTables(path("half.mov").c_str()));
     EXPECT_EQ(kQTNotAMovie, openingStatus(path("half.mov")));
 }
 
