@@ -8,7 +8,7 @@ output=demo-output
 
 scripts/build.sh
 rm -rf "$output"
-# The tour takes some 25 seconds; a hang must not outlast patience.
+# The tour takes some 30 seconds; a hang must not outlast patience.
 timeout --kill-after=10 180 dist/bin/tarvo demo --output "$output" || {
   status=$?
   [ "$status" -ne 124 ] || echo "The demonstration did not end in time." >&2

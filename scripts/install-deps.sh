@@ -16,6 +16,7 @@ build_packages=(
   libusb-1.0-0-dev      # webcams that no driver serves
   nlohmann-json3-dev    # the camera lab's files and commands
   libcli11-dev libfmt-dev  # the tarvo command
+  libpng-dev            # the pictures that it makes of webcams
   libjpeg62-turbo-dev   # the pictures that simulated webcams show
 )
 test_packages=(

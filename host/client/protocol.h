@@ -75,6 +75,25 @@ enum NikonMethod : uint8_t {
     kNikonCheckForImages = 23,
 };
 
+enum VideoMethod : uint8_t {
+    kVideoInitialize = 1,
+    kVideoTerminate = 2,
+    kVideoGetCameraCount = 3,
+    kVideoGetCameraName = 4,
+    kVideoDoSelectCamera = 5,
+    kVideoReleaseCamera = 6,
+    kVideoSetImageDimensions = 7,
+    kVideoGetImageWidth = 8,
+    kVideoGetImageHeight = 9,
+    kVideoGetImageData = 10,
+    kVideoCaptureImage = 11,
+    kVideoSetNoiseReduction = 12,
+    kVideoSetUvcSetting = 13,
+    kVideoGetUvcSetting = 14,
+    kVideoDriveFocus = 15,
+    kVideoHasUvcSettings = 16,
+};
+
 // Callback messages: module byte, marker, kind byte, then 32-bit ints; how many follows from module and kind.
 constexpr int32_t kCallbackMarker = 0x112233;
 enum EventKind : uint8_t { kEventObject = 1, kEventProperty = 2, kEventState = 3, kEventProgress = 4 };
@@ -91,6 +110,9 @@ constexpr int32_t kNikonStatusCameraGone =
     0;                                     // unplugged or switched off; its handle has still to be released
 constexpr int32_t kNikonStatusTooHot = 1;  // live view is about to end for heat
 
+// The one int of the video module's state event: a webcam was unplugged, whichever it was.
+constexpr int32_t kVideoStatusGone = 1;
+
 // What a Nikon module answers as the type of a camera that is not there.
 constexpr int32_t kNikonNoCameraType = 65535;
 
@@ -102,6 +124,10 @@ constexpr uint16_t kLastPort = 54899;
 constexpr size_t kLongestString = 2048;
 // The longest path, without extension, under which a picture can be stored.
 constexpr size_t kLongestPicturePath = 1013;
+
+// A video still is of so many pixels at least, and an average of so many frames at most.
+constexpr int32_t kFewestStillPixels = 1000;
+constexpr int32_t kMostAveragedFrames = 120;
 
 // The helper waits for a capture's deadline only when it is nearer than this.
 constexpr int64_t kHelperWaitsMicroseconds = 5'000'000;

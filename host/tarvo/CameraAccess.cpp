@@ -231,7 +231,7 @@ int CameraAccess::complainOfNoCamera(const std::vector<FoundCamera>& others) {
     return kExitNoCamera;
 }
 
-int CameraAccess::openCamera() {
+int CameraAccess::openCamera(const std::function<int()>& openOther) {
     std::vector<FoundCamera> canons;
     if (const int status = findCameras(canons); status != kExitOk) return status;
     for (const auto& camera : canons) {
@@ -239,7 +239,9 @@ int CameraAccess::openCamera() {
     }
     std::vector<FoundNikon> nikons;
     if (const int status = findNikons(nikons, true); status != kExitOk) return status;
-    return nikons.empty() ? complainOfNoCamera(canons) : nikon_.select(nikons.front());
+    if (!nikons.empty()) return nikon_.select(nikons.front());
+    const int status = openOther ? openOther() : kExitNoCamera;
+    return status == kExitNoCamera ? complainOfNoCamera(canons) : status;
 }
 
 int CameraAccess::openSession(const FoundCamera& camera) {

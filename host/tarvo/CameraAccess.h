@@ -8,6 +8,7 @@
  */
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -66,8 +67,9 @@ public:
     int findCameras(std::vector<FoundCamera>& found);
     /** The Nikon cameras whose names have the wanted text in them. */
     int findNikons(std::vector<FoundNikon>& found, bool endsAtFirst = false);
-    /** Opens the first camera whose name has the wanted text in it; Canon cameras come first. */
-    int openCamera();
+    /** Opens the first camera whose name has the wanted text in it; Canon cameras come first. When there is
+     * none, `openOther` may open something else; kExitNoCamera from it: it has nothing either. */
+    int openCamera(const std::function<int()>& openOther = {});
     /** Says that there is none (of the wanted name, though others), and answers the exit status for that. */
     int complainOfNoCamera(const std::vector<FoundCamera>& others);
 

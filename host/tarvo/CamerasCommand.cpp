@@ -3,6 +3,7 @@
 #include "host/tarvo/Console.h"
 #include "host/tarvo/ExitStatus.h"
 #include "host/tarvo/Properties.h"
+#include "host/tarvo/WebcamAccess.h"
 
 namespace tarvo {
 namespace {
@@ -46,6 +47,12 @@ void printNikon(const FoundNikon& camera) {
     }
 }
 
+int findWebcams(uint16_t port, const CommonOptions& common, std::vector<FoundWebcam>& webcams) {
+    WebcamSession session;
+    if (const int status = session.connect(port); status != kExitOk) return status;
+    return session.find(common.camera, webcams);
+}
+
 }  // namespace
 
 int runCameras(const CommonOptions& common, const CamerasOptions& options) {
@@ -63,8 +70,16 @@ int runCameras(const CommonOptions& common, const CamerasOptions& options) {
     if (const int status = access.findNikons(nikons); status != kExitOk) return status;
     for (const auto& camera : nikons)
         printNikon(camera);
-    if (canons.empty() && nikons.empty()) return access.complainOfNoCamera(others);
+    std::vector<FoundWebcam> webcams;
+    if (const int status = findWebcams(access.port(), common, webcams); status != kExitOk) return status;
+    for (const auto& webcam : webcams)
+        say("{}  (webcam)", webcam.name);
+    if (canons.empty() && nikons.empty() && webcams.empty()) return access.complainOfNoCamera(others);
     if (!options.showsDetails) return kExitOk;
+    if (canons.empty() && nikons.empty()) {
+        note("  'tarvo webcam get' shows a webcam's settings.");
+        return kExitOk;
+    }
     access.nikon().end();  // opening starts the one module that it needs anew
     return showDetails(access);
 }
@@ -79,7 +94,8 @@ void addCameras(CLI::App& app, Invocation& invocation) {
         "With several Canon cameras attached only the last one can be reached; the list says so. A Nikon\n"
         "camera is named by its module and its place in that module's list: 'Nikon D80 #0'. Commands use "
         "the\n"
-        "first camera of this list, or the first one that has the text of --camera in its name.\n\n"
+        "first camera of this list, or the first one that has the text of --camera in its name; a webcam\n"
+        "(with its place, too: 'Webcam #0') is for 'tarvo webcam' alone.\n\n"
         "Examples:\n"
         "  tarvo cameras\n"
         "  tarvo cameras --details --simulated\n"

@@ -26,6 +26,10 @@ struct Invocation {
 /** A text below a subcommand's options: what it does, with examples. */
 void describe(CLI::App& command, const std::string& text);
 
+/** For options that are numbers: one from `low` to `high`. The library's own range lets pass what is no
+ * number ("nan"). */
+CLI::Validator numberFrom(double low, double high);
+
 struct HelperOptions {
     bool isQuiet = false;
 };
@@ -91,11 +95,15 @@ struct WatchOptions {
 int runWatch(const CommonOptions& common, const WatchOptions& options);
 void addWatch(CLI::App& app, Invocation& invocation);
 
+void addWebcam(CLI::App& app, Invocation& invocation);
+
 void addLab(CLI::App& app, Invocation& invocation);
 
 struct DemoOptions {
     std::string output = "demo-output";
 };
+/** A live frame, a still and an average of a noisy scene, and a sheet with the three side by side. */
+int runWebcamDemo(const std::string& folder);
 int runDemo(const CommonOptions& common, const DemoOptions& options);
 void addDemo(CLI::App& app, Invocation& invocation);
 

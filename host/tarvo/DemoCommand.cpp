@@ -105,6 +105,7 @@ private:
     int watchCamera();
     int useNikon();
     int shootNikonPair(const CommonOptions& nikon);
+    int averageWebcam() const;
     void turnDialsAndPress() const;
 
     CommonOptions common_;
@@ -219,6 +220,12 @@ int Tour::useNikon() {
     return runLive(nikon, live);
 }
 
+int Tour::averageWebcam() const {
+    announce("A webcam in the dark: a live frame, a still, and the mean of 32 frames",
+             "webcam average --frames 32 --scenario noisy-webcam -o " + output_ + "/webcam/average.png");
+    return runWebcamDemo(output_ + "/webcam");
+}
+
 int Tour::run() {
     announce("Cameras", "cameras --details");
     CamerasOptions details;
@@ -233,7 +240,8 @@ int Tour::run() {
     if (const int status = shootSeries(); status != kExitOk) return status;
     if (const int status = saveLiveView(); status != kExitOk) return status;
     if (const int status = watchCamera(); status != kExitOk) return status;
-    return useNikon();
+    if (const int status = useNikon(); status != kExitOk) return status;
+    return averageWebcam();
 }
 
 }  // namespace
@@ -266,7 +274,8 @@ int runDemo(const CommonOptions& common, const DemoOptions& options) {
             "  series/  three shots in rhythm\n"
             "  live/    live-view frames\n"
             "  camera/  what was taken at the camera itself\n"
-            "  nikon/   a RAW+JPEG shot and live-view frames of a Nikon camera",
+            "  nikon/   a RAW+JPEG shot and live-view frames of a Nikon camera\n"
+            "  webcam/  a live frame, a still and an average of a noisy scene, side by side in sheet.png",
             options.output);
     }
     return status;
@@ -279,8 +288,8 @@ void addDemo(CLI::App& app, Invocation& invocation) {
     describe(
         *command,
         "Lists the cameras, changes settings, takes a timed RAW+JPEG shot and compares it with the camera's\n"
-        "originals, takes a series, saves live view, and watches the camera; then a Nikon camera. Takes "
-        "about 20 seconds.\n\n"
+        "originals, takes a series, saves live view, and watches the camera; then a Nikon camera, and a\n"
+        "webcam's noise and its average side by side. Takes about 25 seconds.\n\n"
         "Examples:\n"
         "  tarvo demo\n"
         "  tarvo demo --output /tmp/demo\n");

@@ -125,7 +125,7 @@ void addExport(CLI::App& app, Invocation& invocation) {
     command
         ->add_option("--fps", options->pictureRate,
                      "Pictures a second, where the settings leave it to the movie (24)")
-        ->check(CLI::Range(0.1, kHighestPictureRate));
+        ->check(numberFrom(0.1, kHighestPictureRate));
     command->add_flag("--force", options->isForced, "Replace the movie if it exists");
     describe(
         *command,

@@ -36,6 +36,19 @@ int renameFile(const fs::path& from, const fs::path& to, bool mayOverwrite) {
     return std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
+/** Answers 0 or an errno. */
+int writeInto(const fs::path& path, int flags, std::span<const uint8_t> bytes) {
+    Descriptor fd{::open(path.c_str(), flags | O_CLOEXEC, 0666)};
+    if (!fd.isOpen()) return errno;
+    while (!bytes.empty()) {
+        const ssize_t done = ::write(fd.get(), bytes.data(), bytes.size());
+        if (done < 0 && errno == EINTR) continue;
+        if (done < 0) return errno;
+        bytes = bytes.subspan(static_cast<size_t>(done));
+    }
+    return ::close(fd.release()) == 0 ? 0 : errno;
+}
+
 }  // namespace
 
 FrameFiles::~FrameFiles() {
@@ -162,20 +175,13 @@ void FrameFiles::discard() {
 }
 
 Error FrameFiles::writeAtomically(const fs::path& path, std::span<const uint8_t> bytes, bool mayOverwrite) {
-    const fs::path arriving = path.string() + fmt::format(".tarvo-arriving-{}", ::getpid());
-    Descriptor fd{::open(arriving.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
-    if (!fd.isOpen()) return fileError(path, "cannot be written", errno);
-    int status = 0;
-    while (!bytes.empty() && status == 0) {
-        const ssize_t done = ::write(fd.get(), bytes.data(), bytes.size());
-        if (done < 0 && errno == EINTR) continue;
-        if (done < 0) {
-            status = errno;
-        } else {
-            bytes = bytes.subspan(static_cast<size_t>(done));
-        }
+    struct stat there {};
+    if (::stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode)) {
+        const int status = writeInto(path, O_WRONLY, bytes);
+        return status == 0 ? Error{} : fileError(path, "cannot be written", status);
     }
-    if (::close(fd.release()) != 0 && status == 0) status = errno;
+    const fs::path arriving = path.string() + fmt::format(".tarvo-arriving-{}", ::getpid());
+    int status = writeInto(arriving, O_WRONLY | O_CREAT | O_TRUNC, bytes);
     if (status == 0) status = renameFile(arriving, path, mayOverwrite);
     if (status == 0) return {};
     ::unlink(arriving.c_str());

@@ -51,7 +51,8 @@ public:
     /** Removes what has arrived. */
     void discard();
 
-    /** Writes one file whole: under another name first, then renamed. */
+    /** Writes one file whole: under another name first, then renamed. What is no file, such as a device or a
+     * pipe, is written into, and stays. */
     static Error writeAtomically(const std::filesystem::path& path, std::span<const uint8_t> bytes,
                                  bool mayOverwrite);
     /** For writeAtomically: the name of a frame with this extension. */

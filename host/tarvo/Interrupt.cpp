@@ -5,6 +5,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <initializer_list>
@@ -21,6 +22,10 @@ void onSignal(int) {
     errno = saved;
 }
 
+// Its being there makes the write fail. A handler, and not a signal ignored, because helpers that are started
+// do not inherit it.
+void onFileTooLarge(int) {}
+
 }  // namespace
 
 bool install() {
@@ -32,7 +37,9 @@ bool install() {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         if (::sigaction(number, &action, nullptr) != 0) return false;
     }
-    return true;
+    struct sigaction tooLarge {};
+    tooLarge.sa_handler = onFileTooLarge;
+    return ::sigaction(SIGXFSZ, &tooLarge, nullptr) == 0;
 }
 
 int fd() {
@@ -42,6 +49,16 @@ int fd() {
 bool isRequested() {
     pollfd watched{gDescriptor, POLLIN, 0};
     return ::poll(&watched, 1, 0) > 0;
+}
+
+bool pauseUntil(std::chrono::steady_clock::time_point moment) {
+    for (;;) {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(moment - std::chrono::steady_clock::now()).count();
+        if (left <= 0) return isRequested();
+        pollfd watched{gDescriptor, POLLIN, 0};
+        if (::poll(&watched, 1, static_cast<int>(std::min<int64_t>(left, 60'000))) > 0) return true;
+    }
 }
 
 }  // namespace tarvo::interrupt

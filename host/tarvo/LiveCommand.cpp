@@ -1,5 +1,3 @@
-#include <poll.h>
-
 #include <filesystem>
 
 #include "host/client/ErrorText.h"
@@ -23,16 +21,6 @@ using namespace std::chrono_literals;
 constexpr auto kFirstFrameLimit = 15s;
 constexpr auto kFrameLimit = 10s;
 constexpr auto kRetry = 20ms;
-
-/** True: interrupted. */
-bool pauseUntil(Clock::time_point moment) {
-    for (;;) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(moment - Clock::now()).count();
-        if (left <= 0) return interrupt::isRequested();
-        pollfd watched{interrupt::fd(), POLLIN, 0};
-        if (::poll(&watched, 1, static_cast<int>(std::min<int64_t>(left, 60'000))) > 0) return true;
-    }
-}
 
 class CanonFrames : public FrameSource {
 public:
@@ -124,7 +112,7 @@ int FrameSaver::fetch(FrameSource& source, std::vector<uint8_t>& frame) {
             complain("the camera shows no live-view frame. It may have switched live view off by itself");
             return kExitTimeout;
         }
-        if (pauseUntil(Clock::now() + kRetry)) return kExitInterrupted;
+        if (interrupt::pauseUntil(Clock::now() + kRetry)) return kExitInterrupted;
     }
     if (jpegLength(frame) == 0 && !didWarn_) {
         note("frames are no JPEG pictures; they are stored as they come");
@@ -163,7 +151,7 @@ int FrameSaver::run(FrameSource& source) {
             next +=
                 std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / options_.fps));
         if (options_.frames != 0 && count_ == options_.frames) break;
-        if (pauseUntil(next)) break;
+        if (interrupt::pauseUntil(next)) break;
         next = std::max(next, options_.fps > 0 ? Clock::now() - 1s : next);
     }
     const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
@@ -202,7 +190,7 @@ void addLive(CLI::App& app, Invocation& invocation) {
         ->check(CLI::Range(0, 100'000'000))
         ->capture_default_str();
     command->add_option("--fps", options->fps, "At most so many frames a second; 0: as fast as they come")
-        ->check(CLI::Range(0.0, 1000.0))
+        ->check(numberFrom(0.0, 1000.0))
         ->capture_default_str();
     auto* zoom = command->add_flag("--zoom", options->isZoomed,
                                    "Enlarged: five times, or as far as a Nikon camera does");
@@ -210,7 +198,7 @@ void addLive(CLI::App& app, Invocation& invocation) {
         ->add_option("--position", options->position,
                      "Where to enlarge, as two fractions of the picture: X Y")
         ->expected(2)
-        ->check(CLI::Range(0.0, 1.2))
+        ->check(numberFrom(0.0, 1.2))
         ->needs(zoom);
     command->add_flag("--force", options->isForced, "Replace files that exist");
     describe(*command,

@@ -202,7 +202,7 @@ void addShoot(CLI::App& app, Invocation& invocation) {
                         "Set the image quality first: raw, jpeg, raw+jpeg, or as 'settings' shows it");
     auto* at = command->add_option("--at", options->at, "Release the (first) shutter at this moment");
     command->add_option("--in", options->in, "... or so many seconds from now")
-        ->check(CLI::Range(0.0, 604800.0))
+        ->check(numberFrom(0.0, 604800.0))
         ->excludes(at);
     command->add_option("--count", options->count, "Number of shots")
         ->check(CLI::Range(1, 1'000'000))
@@ -210,7 +210,7 @@ void addShoot(CLI::App& app, Invocation& invocation) {
     command
         ->add_option("--interval", options->interval,
                      "Seconds from shutter to shutter; 0: as fast as it goes")
-        ->check(CLI::Range(0.0, 604800.0))
+        ->check(numberFrom(0.0, 604800.0))
         ->capture_default_str();
     auto* start = command->add_option("--start", options->start, "Number of the first frame")
                       ->check(CLI::Range(0, 100'000'000))
@@ -221,7 +221,7 @@ void addShoot(CLI::App& app, Invocation& invocation) {
     command->add_flag("--half-press", options->halfPress,
                       "Half-press the shutter beforehand, on bodies that know it");
     command->add_option("--timeout", options->timeout, "Seconds to wait for each file")
-        ->check(CLI::Range(0.1, 86400.0))
+        ->check(numberFrom(0.1, 86400.0))
         ->capture_default_str();
     describe(*command,
              "Waits until all files of every shot are stored whole; RAW+JPEG makes two files of one shot. "

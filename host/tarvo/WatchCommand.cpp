@@ -12,6 +12,7 @@
 #include "host/tarvo/Interrupt.h"
 #include "host/tarvo/Properties.h"
 #include "host/tarvo/TimeText.h"
+#include "host/tarvo/WebcamAccess.h"
 
 namespace tarvo {
 namespace {
@@ -61,6 +62,7 @@ std::string statusText(const StatusEvent& event) {
     const bool isNikon = event.module == kModuleNikon;
     if (isNikon && event.value == kNikonStatusCameraGone) return "camera gone (0)";
     if (isNikon && event.value == kNikonStatusTooHot) return "too hot, live view ends soon (1)";
+    if (event.module == kModuleVideo && event.value == kVideoStatusGone) return "webcam unplugged (1)";
     return std::to_string(event.value);
 }
 
@@ -253,6 +255,11 @@ int watchEvents(CameraAccess& access, const WatchOptions& options, Collector* co
     return kExitOk;
 }
 
+int openWebcam(WebcamSession& webcam, uint16_t port, const CommonOptions& common) {
+    const int status = webcam.connect(port);
+    return status == kExitOk ? webcam.select(common.camera) : status;
+}
+
 }  // namespace
 
 int runWatch(const CommonOptions& common, const WatchOptions& options) {
@@ -262,8 +269,15 @@ int runWatch(const CommonOptions& common, const WatchOptions& options) {
     }
     CameraAccess access;
     if (const int status = access.connect(common); status != kExitOk) return status;
+    WebcamSession webcam;
     if (options.opensSession) {
-        if (const int status = access.openCamera(); status != kExitOk) return status;
+        const int status = access.openCamera([&] { return openWebcam(webcam, access.port(), common); });
+        if (status != kExitOk) return status;
+    }
+    const bool isWebcam = webcam.camera() != 0;
+    if (isWebcam && !options.save.empty()) {
+        complain("watch --save: a webcam takes no pictures by itself; 'tarvo webcam' takes them");
+        return kExitUsage;
     }
     Collector collector(access, files);
     NikonPoller poller(access, files, !options.save.empty());
@@ -274,7 +288,7 @@ int runWatch(const CommonOptions& common, const WatchOptions& options) {
         if (const int status = collector.nameNext(); status != kExitOk) return status;
     }
     if (options.opensSession) {
-        note("watching '{}'", access.name());
+        note("watching '{}'", isWebcam ? webcam.name() : access.name());
     } else {
         note("watching");
     }
@@ -293,7 +307,7 @@ void addWatch(CLI::App& app, Invocation& invocation) {
         ->check(CLI::Range(0, 1'000'000'000))
         ->capture_default_str();
     command->add_option("--for", options->seconds, "End after so many seconds; 0: never")
-        ->check(CLI::Range(0.0, 604800.0))
+        ->check(numberFrom(0.0, 604800.0))
         ->capture_default_str();
     auto* save =
         command->add_option("--save", options->save,
@@ -308,11 +322,13 @@ void addWatch(CLI::App& app, Invocation& invocation) {
         "the same\n"
         "helper. Pictures that the camera offers and nobody downloads (--save) are lost when watching "
         "ends;\na Nikon camera keeps them. A Nikon camera tells only that it has gone or gets too hot, and "
-        "the progress\nof transfers.\n\n"
+        "the progress\nof transfers. A webcam is watched when no other camera is meant; it tells that it was "
+        "unplugged.\n\n"
         "Examples:\n"
         "  tarvo watch\n"
         "  tarvo watch --json --for 60\n"
-        "  tarvo watch --save session/frame\n");
+        "  tarvo watch --save session/frame\n"
+        "  tarvo watch --camera webcam\n");
     command->callback([options, closed, &invocation] {
         options->opensSession = !*closed;
         invocation.status = runWatch(invocation.common, *options);

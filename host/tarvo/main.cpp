@@ -15,6 +15,15 @@ void describe(CLI::App& command, const std::string& text) {
     command.footer("\n" + text);
 }
 
+CLI::Validator numberFrom(double low, double high) {
+    const auto problem = [low, high](const std::string& text) {
+        double value = 0;
+        const bool isInside = CLI::detail::lexical_cast(text, value) && value >= low && value <= high;
+        return isInside ? std::string() : fmt::format("'{}' is no number from {} to {}", text, low, high);
+    };
+    return CLI::Validator(problem, fmt::format("FLOAT from {} to {}", low, high));
+}
+
 namespace {
 
 constexpr const char* kOverview =
@@ -70,6 +79,7 @@ int runCommandLine(int argc, char** argv) {
     addFocus(app, invocation);
     addShoot(app, invocation);
     addLive(app, invocation);
+    addWebcam(app, invocation);
     addWatch(app, invocation);
     addExportSettings(app, invocation);
     addExport(app, invocation);

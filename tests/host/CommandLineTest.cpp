@@ -16,8 +16,8 @@ bool has(const std::string& text, const std::string& part) {
 
 TEST(Help, IsThereForEveryCommandWithExamples) {
     const std::vector<std::vector<std::string>> commands{
-        {},        {"helper"}, {"cameras"}, {"settings"}, {"battery"}, {"bracketing"},
-        {"focus"}, {"shoot"},  {"live"},    {"watch"},    {"lab"},     {"demo"}};
+        {},        {"helper"}, {"cameras"}, {"settings"}, {"battery"}, {"bracketing"}, {"focus"},
+        {"shoot"}, {"live"},   {"webcam"},  {"watch"},    {"lab"},     {"demo"}};
     for (auto words : commands) {
         words.push_back("--help");
         const auto result = runTarvo(words);
@@ -95,6 +95,20 @@ TEST(BadInput, InAScenarioIsToldWithLineAndColumn) {
     EXPECT_TRUE(has(result.err, "bad.json:3:")) << result.err;
     const auto list = folder.write("list.json", "[]");
     EXPECT_TRUE(has(runTarvo({"--scenario", list, "cameras"}).err, "one JSON object"));
+}
+
+TEST(CommandLine, RefusesNumbersThatAreNone) {
+    const std::vector<std::vector<std::string>> commands{
+        {"shoot", "--in", "nan"},
+        {"shoot", "--interval", "inf"},
+        {"live", "--single", "x.jpg", "--fps", "nan"},
+        {"watch", "--for", "-nan"},
+        {"webcam", "live", "--single", "x.png", "--for", "nan"}};
+    for (const auto& words : commands) {
+        const auto result = runTarvo(words);
+        EXPECT_EQ(result.status, 2) << words[0] << words[1];
+        EXPECT_TRUE(has(result.err, "is no number from ")) << result.err;
+    }
 }
 
 TEST(NoHelper, AtThePortThatWasNamedIsStatus3) {

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/host/CommandRunner.h"
+#include "tests/host/SharedHelper.h"
 #include "tests/host/TempFolder.h"
 
 namespace {
@@ -15,6 +16,7 @@ using fake::CommandResult;
 using fake::CommandRunner;
 using fake::readFile;
 using fake::runTarvo;
+using fake::SharedHelper;
 using nlohmann::json;
 
 const std::filesystem::path kPhotos = TARVO_TEST_PHOTOS;
@@ -66,40 +68,6 @@ protected:
         return count;
     }
     fake::TempFolder folder_;
-};
-
-// "tarvo helper" with a lab, for tests that need several commands or the camera's own buttons.
-class SharedHelper {
-public:
-    SharedHelper(const std::string& scenario, std::string socket)
-        : socket_(std::move(socket)), runner_({"helper", "--scenario", scenario, "--lab-socket", socket_}) {
-        EXPECT_TRUE(runner_.waitForErr("Ctrl-C ends it")) << runner_.err();
-        EXPECT_TRUE(runner_.waitForOut("\n")) << runner_.err();
-        const auto out = runner_.out();
-        if (out.starts_with("port ")) port_ = out.substr(5, out.find('\n') - 5);
-        EXPECT_FALSE(port_.empty()) << out;
-    }
-    const std::string& port() const { return port_; }
-    CommandRunner& runner() { return runner_; }
-    std::vector<std::string> words(std::vector<std::string> command) const {
-        command.insert(command.begin(), {"--port", port_});
-        return command;
-    }
-    CommandResult run(const std::vector<std::string>& command) const { return runTarvo(words(command)); }
-    CommandResult lab(std::vector<std::string> command) const {
-        command.insert(command.begin(), {"--lab-socket", socket_, "lab"});
-        return runTarvo(command);
-    }
-    json state() const {
-        const auto result = lab({"state"});
-        EXPECT_EQ(result.status, 0) << result.err;
-        return json::parse(result.out, nullptr, false);
-    }
-
-private:
-    std::string socket_;
-    CommandRunner runner_;
-    std::string port_;
 };
 
 TEST_F(EndToEnd, BothFilesOfAPairAreTheCamerasByteForByte) {
