@@ -1,45 +1,13 @@
 // What delivery takes of the heap: nothing, once it is under way; and what happens when there is nothing
 // left.
+#include "tests/QTKit/Newest.h"
 #include "tests/QTKit/fixture.h"
 #include "tests/QTKitCapture/AllocationCounter.h"
 
 namespace test {
 namespace {
 
-/** Keeps the newest frame, as a live view does. */
-class Newest final : public NSObject, public QTCaptureDecompressedVideoOutputDelegate {
-public:
-    void captureOutput_didOutputVideoFrame_withSampleBuffer_fromConnection(QTCaptureDecompressedVideoOutput*,
-                                                                           CVImageBuffer* videoFrame, void*,
-                                                                           QTCaptureConnection*) override {
-        Ref<CVImageBuffer> frame = Ref<CVImageBuffer>::share(videoFrame);
-        if (frame->lockBaseAddress() == kCVReturnSuccess) frame->unlockBaseAddress();
-        const std::lock_guard guard(mutex_);
-        std::swap(newest_, frame);
-        ++count;
-    }
-    NSObject& delegateObject() override { return *this; }
-
-    std::atomic<int> count{0};
-
-private:
-    ~Newest() override = default;
-
-    std::mutex mutex_;
-    Ref<CVImageBuffer> newest_;
-};
-
-class Allocations : public QTKitTest {
-protected:
-    static void waitFor(const Newest& newest, int frames) {
-        const int wanted = newest.count + frames;
-        // Without the helpers of the other tests, which allocate.
-        for (int i = 0; i < 20000 && newest.count < wanted; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        EXPECT_GE(newest.count, wanted);
-    }
-};
+class Allocations : public QTKitTest {};
 
 TEST_F(Allocations, are_none_in_steady_delivery) {
     for (const Json& fields : {Json{{"noise", 5}}, Json{{"noise", 0}}}) {
@@ -50,9 +18,9 @@ TEST_F(Allocations, are_none_in_steady_delivery) {
         const auto newest = Ref<Newest>::adopt(new Newest);
         chain.output->setDelegate(&*newest);
         chain.session->startRunning();
-        waitFor(*newest, 20);
+        newest->waitForMore(20);
         startCountingAllocations();
-        waitFor(*newest, 100);
+        newest->waitForMore(100);
         EXPECT_EQ(stopCountingAllocations(), 0);
         chain.session->stopRunning();
         chain.output->setDelegate(nullptr);

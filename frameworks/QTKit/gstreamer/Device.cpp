@@ -56,8 +56,13 @@ bool Device::open(NSError** error) {
     const std::lock_guard turn(openMutex_);
     if (isOpen()) return true;
     std::unique_ptr<Reservation> reservation;
-    const Failure failure = camera()->reserve(seat_.isTaken(), reservation);
-    if (failure) return giveError(error, failure);
+    try {
+        if (const Failure failure = camera()->reserve(seat_.isTaken(), reservation)) {
+            return giveError(error, failure);
+        }
+    } catch (const std::bad_alloc&) {
+        return giveError(error, {kErrorNoResources});
+    }
     const std::lock_guard guard(mutex_);
     reservation_ = std::move(reservation);
     return true;

@@ -1,5 +1,7 @@
 #include "frameworks/QTKit/gstreamer/Errors.h"
 
+#include <new>
+
 #include "platform/CallScope.h"
 
 const NotificationName QTCaptureSessionRuntimeErrorNotification{"QTCaptureSessionRuntimeErrorNotification"};
@@ -43,17 +45,25 @@ Ref<NSError> makeError(const Failure& failure) {
 
 bool giveError(NSError** slot, const Failure& failure) {
     if (slot == nullptr) return false;
-    NSError* error = makeError(failure).take();
-    autorelease(error, [](void* lent) { static_cast<NSError*>(lent)->release(); });
-    *slot = error;
+    try {
+        NSError* error = makeError(failure).take();
+        autorelease(error, [](void* lent) { static_cast<NSError*>(lent)->release(); });
+        *slot = error;
+    } catch (const std::bad_alloc&) {
+        // The caller learns that it failed, and no more.
+    }
     return false;
 }
 
 void postRuntimeError(QTCaptureSession& session, const Failure& failure) {
-    const Ref<NSError> error = makeError(failure);
-    const auto notification = Ref<NSNotification>::adopt(
-        new NSNotification(QTCaptureSessionRuntimeErrorNotification, &session, error.get()));
-    NSNotificationCenter::defaultCenter().postNotification(*notification);
+    try {
+        const Ref<NSError> error = makeError(failure);
+        const auto notification = Ref<NSNotification>::adopt(
+            new NSNotification(QTCaptureSessionRuntimeErrorNotification, &session, error.get()));
+        NSNotificationCenter::defaultCenter().postNotification(*notification);
+    } catch (const std::bad_alloc&) {
+        // An error that there is no memory to tell of is lost.
+    }
 }
 
 }  // namespace capture

@@ -190,6 +190,7 @@ std::vector<Mode> modesOf(const GstCaps* caps) {
 
 std::vector<Choice> choicesFor(const std::vector<Mode>& modes, std::optional<FrameSize> wanted) {
     std::vector<Candidate> candidates;
+    candidates.reserve(modes.size());
     for (const Mode& mode : modes)
         candidates.push_back(candidateOf(mode, wanted));
     const auto best =

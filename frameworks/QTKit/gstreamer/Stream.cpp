@@ -80,7 +80,11 @@ void Stream::frameArrived(Ref<CVImageBuffer> frame) {
 void Stream::streamFailed(const Failure& failure) {
     {
         const std::lock_guard guard(mutex_);
-        failure_ = failure;
+        try {
+            failure_ = failure;
+        } catch (const std::bad_alloc&) {
+            failure_ = Failure{failure.code};
+        }
     }
     changed_.notify_all();
 }
@@ -179,11 +183,7 @@ void Stream::tell(const Failure& failure) {
     cancel();
     if (!session || !session->abandon(*this)) return;
     const CallScope scope;
-    try {
-        postRuntimeError(*session, failure);
-    } catch (const std::bad_alloc&) {
-        // An error that there is no memory to tell of is lost.
-    }
+    postRuntimeError(*session, failure);
 }
 
 }  // namespace capture

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <utility>
 
 namespace test {
@@ -54,7 +55,7 @@ public:
                 break;
             }
             if (camera.isSilent) continue;
-            listener->frameArrived(Ref<CVImageBuffer>::adopt(new NumberedFrame(camera.frames + 1)));
+            if (Ref<CVImageBuffer> frame = nextFrame(camera)) listener->frameArrived(std::move(frame));
             ++camera.frames;
         }
         while (camera.isStuck)
@@ -64,6 +65,11 @@ public:
     }
 
 private:
+    static Ref<CVImageBuffer> nextFrame(FakeCamera& camera) {
+        const std::lock_guard guard(camera.mutex_);
+        if (camera.makeFrame_) return camera.makeFrame_();
+        return Ref<CVImageBuffer>::adopt(new (std::nothrow) NumberedFrame(camera.frames + 1));
+    }
     static Failure takeFailure(FakeCamera& camera) {
         const std::lock_guard guard(camera.mutex_);
         return std::exchange(camera.failure_, {});
@@ -105,12 +111,18 @@ std::shared_ptr<Source> FakeCamera::start(std::optional<FrameSize> size,
     lastSize_ = size;
     if (nextStart_) std::exchange(nextStart_, nullptr)();
     auto source = std::make_shared<FakeSource>();
+    threads_.reserve(threads_.size() + 1);
     ++threadsUnderway;
-    threads_.emplace_back([this, source, moved = std::move(listener)]() mutable {
-        source->run(*this, moved);
-        moved = nullptr;
+    try {
+        threads_.emplace_back([this, source, moved = std::move(listener)]() mutable {
+            source->run(*this, moved);
+            moved = nullptr;
+            --threadsUnderway;
+        });
+    } catch (...) {
         --threadsUnderway;
-    });
+        throw;
+    }
     ++starts;
     return source;
 }
@@ -128,6 +140,11 @@ bool FakeCamera::hasFailed() const {
 void FakeCamera::refuseToOpen(const Failure& failure) {
     const std::lock_guard guard(mutex_);
     refusal_ = failure;
+}
+
+void FakeCamera::setFrames(std::function<Ref<CVImageBuffer>()> make) {
+    const std::lock_guard guard(mutex_);
+    makeFrame_ = std::move(make);
 }
 
 void FakeCamera::setNextStart(std::function<void()> action) {

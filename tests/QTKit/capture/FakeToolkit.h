@@ -66,6 +66,8 @@ public:
     /** Whether the stream has taken that up. */
     bool hasFailed() const;
     void refuseToOpen(const capture::Failure& failure);
+    /** Makes frames in the place of the numbered ones; while nothing streams. */
+    void setFrames(std::function<Ref<CVImageBuffer>()> make);
     /** Called in the place of the next start. */
     void setNextStart(std::function<void()> action);
     bool wasStreamingHere() const;
@@ -80,6 +82,7 @@ private:
     capture::Failure refusal_;  // guarded by mutex_, as all below
     capture::Failure failure_;
     std::function<void()> nextStart_;
+    std::function<Ref<CVImageBuffer>()> makeFrame_;
     std::optional<capture::FrameSize> lastSize_;
     bool wasStreamingHere_ = false;
     std::vector<std::thread> threads_;
