@@ -3,6 +3,8 @@
 Follows: Universal Serial Bus Specification 2.0, 9.3 and 9.4 (standard requests).
 """
 
+import sys
+
 import descriptors
 import usbip
 from controls import INVALID_UNIT, Panel, Stall
@@ -25,6 +27,8 @@ class Camera:
         self._status_requests = []
         self._settings = {}
         self._configuration = 0
+        self._newest = 0    # the number of the request that came last
+        self._taken_back_early = {}
 
     def plug(self):
         if self.cable is None:
@@ -35,6 +39,8 @@ class Camera:
         self.stream.forget()
         self._status_requests.clear()
         self._settings.clear()
+        self._newest = 0
+        self._taken_back_early.clear()
         if cable is not None:
             cable.pull()
 
@@ -43,12 +49,12 @@ class Camera:
         try:
             got = self.cable.receive()
             if isinstance(got, usbip.Urb):
+                self._newest = got.number
                 self._take(got)
             else:
-                victim, number = got
-                self.cable.send_unlinked(number, self._take_back(victim))
-        except OSError:
-            self.unplug()
+                self._take_back(*got)
+        except OSError as error:
+            self._lose(error)
 
     def send_due(self):
         answer = self.stream.answer_next()
@@ -56,10 +62,23 @@ class Camera:
             return
         try:
             self.cable.send(answer)
-        except OSError:
-            self.unplug()
+        except OSError as error:
+            self._lose(error)
 
-    def _take_back(self, number):
+    def _lose(self, error):
+        print(f"unplugged by the kernel: {error}", file=sys.stderr, flush=True)
+        self.unplug()
+
+    def _take_back(self, victim, number):
+        # The kernel may send this ahead of the request itself, which must then never be answered; and until the request
+        # has come, the kernel doesn't know it by this answer.
+        if victim > self._newest:
+            self._taken_back_early[victim] = number
+        else:
+            self.cable.send_unlinked(number, self._forget(victim))
+
+    def _forget(self, number):
+        """True when the request was still waiting."""
         for urb in self._status_requests:
             if urb.number == number:
                 self._status_requests.remove(urb)
@@ -67,7 +86,9 @@ class Camera:
         return self.stream.take_back(number)
 
     def _take(self, urb):
-        if urb.endpoint == descriptors.STREAM_ENDPOINT:
+        if urb.number in self._taken_back_early:
+            self.cable.send_unlinked(self._taken_back_early.pop(urb.number), True)
+        elif urb.endpoint == descriptors.STREAM_ENDPOINT:
             self.stream.wait(urb)
         elif urb.endpoint == descriptors.STATUS_ENDPOINT:
             self._status_requests.append(urb)

@@ -220,6 +220,49 @@ class Streaming(unittest.TestCase):
         self.assertFalse(self.stream.take_back(7))
 
 
+class FakeCable:
+    """A kernel that sends what the test says, and keeps the answers."""
+
+    def __init__(self, *requests):
+        self.requests = list(requests)
+        self.answers = []
+
+    def receive(self):
+        return self.requests.pop(0)
+
+    def send(self, answer):
+        self.answers.append(usbip.HEADER.unpack_from(answer)[:2])
+
+    def send_unlinked(self, number, was_pending):
+        self.answers.append((usbip.RET_UNLINK, number, was_pending))
+
+
+class Requests(unittest.TestCase):
+    def answers(self, *requests):
+        camera = Camera()
+        camera.cable = FakeCable(*requests)
+        for _ in requests:
+            camera.receive()
+        return camera.cable.answers
+
+    def status(self, number):
+        return usbip.Urb(number, descriptors.STATUS_ENDPOINT, True, 16, b"")
+
+    def test_are_answered_when_they_can_be(self):
+        setup = struct.pack("<BBHHH", 0x80, 6, 0x0100, 0, 18)
+        self.assertEqual(self.answers(self.status(1), usbip.Urb(2, 0, True, 18, setup)), [(usbip.RET_SUBMIT, 2)])
+
+    def test_that_wait_are_given_back(self):
+        self.assertEqual(self.answers(self.status(1), (1, 2)), [(usbip.RET_UNLINK, 2, True)])
+        self.assertEqual(self.answers(self.status(3), (1, 4)), [(usbip.RET_UNLINK, 4, False)], "answered long ago")
+
+    def test_that_come_after_they_were_taken_back_are_not_answered(self):
+        setup = struct.pack("<BBHHH", 0x80, 6, 0x0100, 0, 18)
+        late = usbip.Urb(5, 0, True, 18, setup)
+        self.assertEqual(self.answers(self.status(1), (5, 6)), [])
+        self.assertEqual(self.answers(self.status(1), (5, 6), late), [(usbip.RET_UNLINK, 6, True)])
+
+
 class Commands(unittest.TestCase):
     def test_turn_and_tell(self):
         camera = Camera()
