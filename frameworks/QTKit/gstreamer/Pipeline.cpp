@@ -86,7 +86,7 @@ void Pipeline::run() {
     } catch (const std::bad_alloc&) {
         failure = {kErrorNoResources};
     }
-    if (failure) listener_->streamFailed(failure);
+    if (failure) tell(failure);
     listener_->streamEnded();
     listener_ = nullptr;
 }
@@ -111,9 +111,20 @@ Failure Pipeline::play(const Choice& choice) {
     const bool isStarting =
         gst_element_set_state(elements.pipeline.get(), GST_STATE_PLAYING) != GST_STATE_CHANGE_FAILURE;
     const std::optional<Trouble> trouble = isStarting ? waitForEnd() : whatHappened();
+    Failure failure;
+    if (trouble) {
+        failure = failureOf(*trouble, hasFrames(), *webcam_);
+    } else if (!isStarting) {
+        failure = {kErrorStreamFailed};
+    }
+    // Before the pipeline goes down: a driver whose device was pulled out may not let it.
+    if (failure && failure.code != kErrorNoUsableMode) tell(failure);
     gst_element_set_state(elements.pipeline.get(), GST_STATE_NULL);
-    if (trouble) return failureOf(*trouble, hasFrames(), *webcam_);
-    return isStarting ? Failure{} : Failure{kErrorStreamFailed};
+    return failure;
+}
+
+void Pipeline::tell(const Failure& failure) {
+    if (!std::exchange(hasTold_, true)) listener_->streamFailed(failure);
 }
 
 /** Until it fails, or is stopped, which is no trouble. */

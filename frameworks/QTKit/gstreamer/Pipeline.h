@@ -37,6 +37,7 @@ private:
     void run();
     Failure playBest();
     Failure play(const Choice& choice);
+    void tell(const Failure& failure);
     std::optional<Trouble> waitForEnd();
     std::optional<Trouble> whatHappened();
     bool hasFrames();
@@ -44,6 +45,7 @@ private:
     const std::shared_ptr<const Webcam> webcam_;
     const std::optional<FrameSize> size_;
     std::shared_ptr<StreamListener> listener_;  // the thread's, which lets go of it in the end
+    bool hasTold_ = false;                      // the thread's: of a failure
 
     std::mutex mutex_;
     std::condition_variable changed_;

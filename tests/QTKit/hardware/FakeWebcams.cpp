@@ -78,7 +78,7 @@ gboolean startSource(GstBaseSrc* base) {
 
 gboolean stopSource(GstBaseSrc* base) {
     FakeWebcam& fake = **sourceOf(base)->fake;
-    while (fake.manner == Manner::SlowToStop)
+    while (fake.isStuck)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     --fake.openCount;
     return TRUE;

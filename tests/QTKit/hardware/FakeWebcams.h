@@ -28,8 +28,7 @@ enum class Manner {
     Busy,        // refuses its format, as a webcam that another program uses
     Denied,      // cannot be opened
     NotItsWord,  // takes no size that it offered but the one it has
-    EndOfStream,
-    SlowToStop  // as a driver that hangs: lets go when it is told to
+    EndOfStream
 };
 
 /** A picture as a webcam hands it over. */
@@ -45,6 +44,8 @@ struct FakeWebcam {
     std::function<Raw(int width, int height, const std::string& format, uint64_t number)> paint;
 
     std::atomic<Manner> manner{Manner::Well};
+    /** Its driver hangs when it is to let go. */
+    std::atomic<bool> isStuck{false};
     std::atomic<int> intervalMs{2};
     std::atomic<uint64_t> frames{0};  // delivered by it
     std::atomic<int> openCount{0};    // sources that are there

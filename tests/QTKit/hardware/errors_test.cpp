@@ -80,6 +80,13 @@ TEST_F(HardwareErrors, of_reading_from_a_device_that_stays_listed_are_no_loss_of
     EXPECT_EQ(toldAfter(withoutNode("fake one"), Manner::ReadError), capture::kErrorStreamFailed);
 }
 
+TEST_F(HardwareErrors, are_told_though_the_driver_hangs) {
+    const FakeRef fake = webcam("fake one");
+    EXPECT_EQ(toldAfter(fake, Manner::ReadError, [&] { fake->isStuck = true; }), capture::kErrorStreamFailed);
+    EXPECT_EQ(fake->openCount, 1);
+    fake->isStuck = false;
+}
+
 TEST_F(HardwareErrors, have_a_number_for_a_stream_that_ends) {
     EXPECT_EQ(toldAfter(webcam("fake one"), Manner::EndOfStream), capture::kErrorStreamFailed);
 }

@@ -73,14 +73,14 @@ TEST_F(HardwareSessions, do_not_wait_for_a_driver_that_hangs) {
     Chain chain = this->chain(one);
     chain.session->startRunning();
     ASSERT_TRUE(chain.taker->waitForMore(1));
-    one->manner = Manner::SlowToStop;
+    one->isStuck = true;
     chain.session->stopRunning();
     EXPECT_FALSE(chain.session->isRunning());
     EXPECT_EQ(one->openCount, 1);
     // The next start finds the device free as soon as it is.
     chain.session->startRunning();
     EXPECT_TRUE(chain.session->isRunning());
-    one->manner = Manner::Well;
+    one->isStuck = false;
     EXPECT_TRUE(chain.taker->waitForMore(1));
     EXPECT_EQ(one->openCount, 1);
 }
