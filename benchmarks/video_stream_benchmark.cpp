@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <cstring>
 #include <map>
 #include <thread>
 #include <utility>
@@ -17,7 +18,8 @@ namespace {
 
 constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
-constexpr int kFrames = 200;  // fewer than the lab remembers the times of
+constexpr int kRounds = 5;
+constexpr int kFrames = 60;  // of a round: far fewer than the lab remembers the times of
 constexpr auto kSpan = std::chrono::seconds(10);
 
 e2e::HelperOptions oneWebcam() {
@@ -32,51 +34,70 @@ public:
     VideoBench() : helper(oneWebcam()), lab(helper.labSocket()), video(helper.port()) {
         camera = video.selectCamera(0);
         require(e2e::eventually([&] { return video.imageWidth(camera) == kWidth; }), "a frame");
+        const e2e::Bytes handle = e2e::Message().int64(camera);
+        std::memcpy(call_ + 2, handle.data(), handle.size());
+        socket_ = connectTo(helper.port());
     }
+    ~VideoBench() { close(socket_); }
     VideoBench(const VideoBench&) = delete;
     VideoBench& operator=(const VideoBench&) = delete;
 
-    /** The number of the frame, as far as its red tells it. */
+    /** The number of the frame, as far as its red tells it. Without the tests' client, which checks and
+     * copies. */
     int fetch() {
-        const e2e::Words words = video.imageData(camera);
-        require(!words.empty(), "pixels");
-        return static_cast<int>(words[0] >> 16 & 0xFF);
+        send(socket_, call_, sizeof call_, 0);
+        receiveAll(socket_, answer_.data(), answer_.size());
+        return answer_[kHeaderSize + 2];
     }
 
     e2e::HelperProcess helper;
     e2e::LabClient lab;
     e2e::VideoCalls video;
     int64_t camera = 0;
+
+private:
+    static constexpr size_t kHeaderSize = 8;  // two headers and the count
+    uint8_t call_[10] = {40, 10};
+    std::vector<uint8_t> answer_ = std::vector<uint8_t>(kHeaderSize + size_t{4} * kWidth * kHeight);
+    int socket_ = -1;
 };
 
-/** When the host had each new frame, by the number that its red tells: at most 256, so none comes twice. */
+/** When the host had each new frame, by the number that its red tells. */
 std::map<int, int64_t> watch(VideoBench& bench) {
     std::map<int, int64_t> seen;
     int last = bench.fetch();
     while (seen.size() < kFrames) {
         const int number = bench.fetch();
-        if (number != last) seen.emplace(number, readClock(CLOCK_MONOTONIC));
+        if (number != last) seen.insert_or_assign(number, readClock(CLOCK_MONOTONIC));
         last = number;
     }
     return seen;
 }
 
+/** When the lab delivered them; the later ones lie over those of 256 frames before. */
+std::map<int, int64_t> deliveries(VideoBench& bench) {
+    std::map<int, int64_t> delivered;
+    const e2e::Json device = bench.lab.device("video-1");
+    for (const e2e::Json& time : device.at("frameTimes"))
+        delivered[time.at(0).get<int>() % 256] = time.at(1).get<int64_t>();
+    return delivered;
+}
+
 void BM_video_frame_age(benchmark::State& state) {
     for (auto _ : state) {
         VideoBench bench;
-        const std::map<int, int64_t> seen = watch(bench);
-        std::map<int, int64_t> delivered;  // the later ones lie over those of 256 frames before
-        const e2e::Json device = bench.lab.device("video-1");
-        for (const e2e::Json& time : device.at("frameTimes"))
-            delivered[time.at(0).get<int>() % 256] = time.at(1).get<int64_t>();
         std::vector<int64_t> ages;
-        for (const auto& [number, at] : seen) {
-            const auto found = delivered.find(number);
-            if (found != delivered.end() && found->second <= at) ages.push_back(at - found->second);
+        for (int round = 0; round < kRounds; ++round) {
+            const std::map<int, int64_t> seen = watch(bench);
+            const std::map<int, int64_t> delivered = deliveries(bench);
+            for (const auto& [number, at] : seen) {
+                const auto found = delivered.find(number);
+                if (found != delivered.end() && found->second <= at) ages.push_back(at - found->second);
+            }
         }
-        require(ages.size() > kFrames / 2, "times of most frames");
+        require(!ages.empty(), "frames whose time is known");
         state.counters["frames"] = static_cast<double>(ages.size());
-        state.counters["missed"] = device.at("missedFrames").get<double>();
+        state.counters["missed"] = bench.lab.device("video-1").at("missedFrames").get<double>();
         tellDistances(state, std::move(ages));
     }
 }
