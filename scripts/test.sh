@@ -68,5 +68,8 @@ for preset in "${presets[@]}"; do
   run_tests "$preset"
   is_sanitizer "$preset" && [ -z "${TARVO_UNITS_ONLY:-}" ] || continue
   echo "== $preset: the helper's tests"
-  TARVO_SANITIZED=1 TARVO_HELPER=$PWD/build/$preset/bin/TarvoRemote run_tests release -L e2e
+  # GTK and GStreamer are compiled without the thread sanitizer, which then takes their own locks for races.
+  without=()
+  [ "$preset" != tsan ] || without=(-E '^ExportDialog')
+  TARVO_SANITIZED=1 TARVO_HELPER=$PWD/build/$preset/bin/TarvoRemote run_tests release -L e2e "${without[@]}"
 done

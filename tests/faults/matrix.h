@@ -13,6 +13,7 @@
  */
 #pragma once
 
+#include <chrono>
 #include <memory>
 
 #include "tests/faults/row.h"
@@ -46,7 +47,7 @@ private:
     /** False when the camera went too late, and the case has to be run again with a longer delay. */
     bool attempt(const Case& c, std::chrono::milliseconds delay);
     void disturb(const Case& c, std::chrono::milliseconds delay);
-    bool vanish(const Case& c);
+    bool vanish(const Case& c, std::chrono::steady_clock::time_point end);
     std::optional<Json> findUnderway(const Case& c);
     Traced trace();
 
