@@ -27,7 +27,7 @@ class Camera:
         self._status_requests = []
         self._settings = {}
         self._configuration = 0
-        self._newest = 0    # the number of the request that came last
+        self._newest = None    # the number of the request that came last over this cable
         self._taken_back_early = {}
 
     def plug(self):
@@ -39,7 +39,7 @@ class Camera:
         self.stream.forget()
         self._status_requests.clear()
         self._settings.clear()
-        self._newest = 0
+        self._newest = None
         self._taken_back_early.clear()
         if cable is not None:
             cable.pull()
@@ -71,8 +71,9 @@ class Camera:
 
     def _take_back(self, victim, number):
         # The kernel may send this ahead of the request itself, which must then never be answered; and until the request
-        # has come, the kernel doesn't know it by this answer.
-        if victim > self._newest:
+        # has come, the kernel doesn't know it by this answer. Before any has come it means one of the cable that was
+        # pulled: the kernel's port is the same, and it waits for that answer before it looks at the new device.
+        if self._newest is not None and victim > self._newest:
             self._taken_back_early[victim] = number
         else:
             self.cable.send_unlinked(number, self._forget(victim))

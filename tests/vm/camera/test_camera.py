@@ -262,6 +262,17 @@ class Requests(unittest.TestCase):
         self.assertEqual(self.answers(self.status(1), (5, 6)), [])
         self.assertEqual(self.answers(self.status(1), (5, 6), late), [(usbip.RET_UNLINK, 6, True)])
 
+    def test_of_a_cable_that_was_pulled_are_given_back_over_the_new_one(self):
+        self.assertEqual(self.answers((5, 6)), [(usbip.RET_UNLINK, 6, False)])
+        camera = Camera()
+        camera.cable = FakeCable(self.status(7))
+        camera.receive()
+        camera.cable.pull = lambda: None
+        camera.unplug()
+        camera.cable = FakeCable((8, 9))
+        camera.receive()
+        self.assertEqual(camera.cable.answers, [(usbip.RET_UNLINK, 9, False)])
+
 
 class Commands(unittest.TestCase):
     def test_turn_and_tell(self):
