@@ -28,7 +28,8 @@ int64_t onTraceClock(int64_t wall) {
 /** The low 32 bits of the clock, which the helper compares, wrap every 71 minutes; a moment that lies beyond
  *  the wrap counts as past. */
 void awayFromTheWrap(int64_t room) {
-    eventually([&] { return (wallClock() & 0xFFFFFFFF) + room < 0x100000000; }, std::chrono::minutes(2));
+    EXPECT_TRUE(
+        eventually([&] { return (wallClock() & 0xFFFFFFFF) + room < 0x100000000; }, std::chrono::minutes(2)));
 }
 
 class NikonDeadline : public NikonTest {
