@@ -4,7 +4,7 @@
 # Usage: scripts/fuzz-atoms.sh [SECONDS]     (default: 600)
 set -euo pipefail
 cd "$(dirname "$0")/.."
-command -v clang++ >/dev/null || { echo "clang++ is needed: install Debian's clang and libclang-rt-dev" >&2; exit 1; }
+scripts/install-deps.sh fuzz
 seconds=${1:-600}
 corpus=tests/QuickTime/fuzz/atoms_corpus
 work=build/fuzz
