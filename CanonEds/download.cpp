@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <cctype>
+#include <cstdlib>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -24,10 +26,14 @@ std::string lowerCase(std::string text) {
     return text;
 }
 
-/** Leaves nothing that could be taken for a picture. Only regular files: a host may name a device. */
+/** Leaves nothing that could be taken for a picture, where a link leads neither. Only regular files: a host
+ * may name a device. */
 void removePartialFile(const std::string& path) {
+    const std::unique_ptr<char, decltype(&std::free)> target(realpath(path.c_str(), nullptr), &std::free);
     struct stat status {};
-    if (lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) unlink(path.c_str());
+    if (target != nullptr && lstat(target.get(), &status) == 0 && S_ISREG(status.st_mode)) {
+        unlink(target.get());
+    }
 }
 
 /** One download; the steps return the library's status and leave the rest to their caller. */

@@ -112,6 +112,18 @@ TEST_F(WholeFiles, are_not_half_written_to_a_full_disk) {
     expectServing();
 }
 
+TEST_F(WholeFiles, are_not_left_half_written_where_a_link_leads) {
+    HelperOptions options;
+    options.scenario = scenarioOf({pairCamera()});
+    options.limits[RLIMIT_FSIZE] = kFileSize / 3;
+    start(options);
+    const TempFolder archive;
+    std::filesystem::create_symlink(archive.file("raw"), picturePath("a.cr2"));
+    const int32_t handle = openFirst();
+    expectLost(handle, shoot(handle, picturePath("a"), 2).at(0));
+    EXPECT_EQ(archive.names(), Names{});
+}
+
 TEST_F(WholeFiles, arrive_when_there_is_room_again) {
     HelperOptions options;
     options.scenario = scenarioOf(
