@@ -4,7 +4,6 @@
 #include <sys/time.h>
 
 #include <atomic>
-#include <cerrno>
 
 #include "TarvoRemote/wire.h"
 #include "shared/vask_mutex.h"
@@ -19,15 +18,16 @@ void limitPatience(int socket) {
     setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
 }
 
-/** The whole message, value by value; the last result. */
-int64_t writeMessage(int socket, uint8_t module, EventKind kind, std::initializer_list<int32_t> payload) {
-    int64_t sent = writeByte(socket, module);
-    if (sent > 0) sent = writeInt(socket, CALLBACK_MARKER);
-    if (sent > 0) sent = writeByte(socket, kind);
+/** The message, value by value; false when a value did not go out whole. */
+bool writeMessage(int socket, uint8_t module, EventKind kind, std::initializer_list<int32_t> payload) {
+    constexpr int64_t kByte = 1;
+    constexpr int64_t kInt = 4;
+    bool isWhole = writeByte(socket, module) == kByte && writeInt(socket, CALLBACK_MARKER) == kInt &&
+                   writeByte(socket, kind) == kByte;
     for (const int32_t value : payload) {
-        if (sent > 0) sent = writeInt(socket, value);
+        isWhole = isWhole && writeInt(socket, value) == kInt;
     }
-    return sent;
+    return isWhole;
 }
 
 }  // namespace
@@ -53,8 +53,7 @@ void sendCallback(uint8_t module, EventKind kind, std::initializer_list<int32_t>
     const int socket = getCallbackSocket();
     if (socket == 0) return;
     MUTEX_LOCK(getCallbackMutex());
-    const int64_t sent = writeMessage(socket, module, kind, payload);
-    const bool hasStalled = sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
-    if (hasStalled) shutdown(socket, SHUT_RDWR);
+    // The host would take what comes behind a part of a message for the rest of it.
+    if (!writeMessage(socket, module, kind, payload)) shutdown(socket, SHUT_RDWR);
     MUTEX_UNLOCK(getCallbackMutex());
 }
