@@ -93,8 +93,6 @@ private:
         if (line.ends_with('\r')) line.remove_suffix(1);
         if (isTooLong) {
             output_ = refusal("the line is longer than " + std::to_string(kMostLineBytes) + " bytes");
-        } else if (line.empty()) {
-            return;
         } else {
             output_ = control(line);
         }

@@ -46,11 +46,21 @@ TEST_F(Socket, puts_lines_together_and_takes_them_apart) {
     }
     client.send("\r\n");
     EXPECT_EQ(client.line(), R"({"ok":true,"value":96})");
-    client.send(line + "\n\n" + line + "\n" + line);
+    client.send(line + "\n" + line + "\n" + line);
     EXPECT_EQ(client.line(), R"({"ok":true,"value":96})");
     EXPECT_EQ(client.line(), R"({"ok":true,"value":96})");
     client.send("\n");
     EXPECT_EQ(client.line(), R"({"ok":true,"value":96})");
+}
+
+TEST_F(Socket, answers_every_line_and_so_an_empty_one) {
+    const auto idle = listening();
+    SocketClient client(path());
+    for (const char* line : {"\n", "\r\n", " \n"}) {
+        client.send(line);
+        EXPECT_NE(client.line().find(R"("ok":false)"), std::string::npos);
+    }
+    EXPECT_EQ(client.ask({{"cmd", "clearFaults"}})["ok"], true);
 }
 
 TEST_F(Socket, serves_several_connections) {
