@@ -110,26 +110,27 @@ timespec asTimespec(int64_t ns) {
     return moment;
 }
 
-int64_t wallClockNs() {
+int64_t clockNs(clockid_t clock) {
     timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
+    clock_gettime(clock, &now);
     return static_cast<int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
 }
 
+int64_t wallClockNs() {
+    return clockNs(CLOCK_REALTIME);
+}
+
+/** Sleeps by the steady clock: on the wall clock's own timer, setting that clock back by an hour would make
+ * the caller wait for an hour. */
 void sleepUntilNs(int64_t momentNs) {
-    const timespec wakeUp = asTimespec(momentNs - wakeUpMarginNs);
-    for (;;) {
-        while (clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &wakeUp, nullptr) == EINTR) {
-        }
-        int64_t leftNs = momentNs - wallClockNs();
-        // A clock that is set back now must not have us look at it for an hour: sleep again.
-        while (leftNs > 0 && leftNs <= 2 * wakeUpMarginNs) {
-            leftNs = momentNs - wallClockNs();
-        }
-        if (leftNs <= 0) {
-            return;
-        }
+    int64_t leftNs = momentNs - wallClockNs();
+    const timespec wakeUp = asTimespec(clockNs(CLOCK_MONOTONIC) + leftNs - wakeUpMarginNs);
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &wakeUp, nullptr) == EINTR) {
     }
+    // More than the margin is left when the clock has been set back; nobody shall look at it for that long.
+    do {
+        leftNs = momentNs - wallClockNs();
+    } while (leftNs > 0 && leftNs <= 2 * wakeUpMarginNs);
 }
 
 }  // namespace

@@ -38,6 +38,6 @@ private:
 };
 
 /** Waits until the wall clock shows the moment, to some microseconds; a moment in the past returns at once.
- * Sleeps but for the last fifth of a millisecond. Signals do not cut it short, and a clock that is set
- * meanwhile is followed. */
+ * Sleeps but for the last fifth of a millisecond. Signals do not cut it short. A clock that is set meanwhile
+ * does not change how long it waits. */
 TARVO_PLATFORM_API void sleepUntilAbsolute(int64_t wallClockUs);

@@ -1,11 +1,13 @@
-/* A program of its own: the linker turns the unit's scheduling calls to the functions below, which play a
- * kernel with limits. Only few test machines may lay out real ones. */
+/* A program of its own: the linker turns the unit's calls to the functions below, which play a kernel with
+ * limits, and clocks that somebody sets. Only few test machines may have their limits and clocks changed. */
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/resource.h>
+#include <time.h>
 
 #include <cerrno>
 #include <string>
+#include <utility>
 
 #include "platform/Priority.h"
 
@@ -24,6 +26,22 @@ struct Kernel {
 
 Kernel kernel;
 
+/** Both clocks of a machine on which time passes only while somebody sleeps or looks at them. */
+struct Clocks {
+    bool arePlayed = false;
+    int64_t wallNs = int64_t{1'700'000'000} * 1'000'000'000;
+    int64_t steadyNs = int64_t{100} * 1'000'000'000;
+    int64_t setDuringSleepNs = 0;  // what somebody adds to the wall clock during the next sleep
+
+    void pass(int64_t ns) {
+        wallNs += ns;
+        steadyNs += ns;
+    }
+    int64_t& of(clockid_t clock) { return clock == CLOCK_REALTIME ? wallNs : steadyNs; }
+};
+
+Clocks clocks;
+
 int refuse(int error) {
     errno = error;
     return -1;
@@ -32,6 +50,25 @@ int refuse(int error) {
 }  // namespace
 
 extern "C" {
+
+int __real_clock_gettime(clockid_t clock, timespec* out);
+int __real_clock_nanosleep(clockid_t clock, int flags, const timespec* until, timespec* left);
+
+int __wrap_clock_gettime(clockid_t clock, timespec* out) {
+    if (!clocks.arePlayed) return __real_clock_gettime(clock, out);
+    clocks.pass(1000);
+    out->tv_sec = clocks.of(clock) / 1'000'000'000;
+    out->tv_nsec = clocks.of(clock) % 1'000'000'000;
+    return 0;
+}
+
+int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* until, timespec* left) {
+    if (!clocks.arePlayed) return __real_clock_nanosleep(clock, flags, until, left);
+    const int64_t untilNs = until->tv_sec * int64_t{1'000'000'000} + until->tv_nsec;
+    if (untilNs > clocks.of(clock)) clocks.pass(untilNs - clocks.of(clock));
+    clocks.wallNs += std::exchange(clocks.setDuringSleepNs, 0);
+    return 0;
+}
 
 int __wrap_sched_getscheduler(pid_t) {
     return kernel.isBroken ? refuse(ENOSYS) : kernel.policy;
@@ -216,6 +253,27 @@ TEST_F(PriorityLimits, do_not_matter_where_scheduling_cannot_be_read) {
         EXPECT_EQ(PriorityGained::none, priority.gained());
     }
     expectPutBack();
+}
+
+/** How long a wait of two seconds takes while somebody adds so many seconds to the wall clock, in ms. */
+int64_t lengthOfWaitMs(int64_t setBySeconds) {
+    clocks = Clocks{.arePlayed = true, .setDuringSleepNs = setBySeconds * 1'000'000'000};
+    const int64_t began = clocks.steadyNs;
+    sleepUntilAbsolute(clocks.wallNs / 1000 + 2'000'000);
+    clocks.arePlayed = false;
+    return (clocks.steadyNs - began) / 1'000'000;
+}
+
+TEST(WaitByPlayedClocks, lasts_to_the_moment) {
+    EXPECT_EQ(lengthOfWaitMs(0), 2000);
+}
+
+TEST(WaitByPlayedClocks, is_no_longer_when_the_clock_is_set_back) {
+    EXPECT_NEAR(static_cast<double>(lengthOfWaitMs(-3600)), 2000, 1);
+}
+
+TEST(WaitByPlayedClocks, ends_when_the_clock_is_set_forward) {
+    EXPECT_NEAR(static_cast<double>(lengthOfWaitMs(3600)), 2000, 1);
 }
 
 }  // namespace
