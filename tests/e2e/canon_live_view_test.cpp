@@ -144,8 +144,7 @@ TEST_F(CanonLiveView, answers_what_stopping_met) {
     EXPECT_EQ(canon().stopLiveView(handle), 0x85);
 }
 
-// ---- frames
-// -------------------------------------------------------------------------------------------------
+// ---- frames -----------------------------------------------------------------------------------------------
 
 TEST_F(CanonLiveView, gives_frames_in_turn_byte_for_byte) {
     const Bytes a = patternBytes(50000, 1);
@@ -245,8 +244,7 @@ TEST_F(CanonLiveView, forgets_its_frames_with_the_session) {
     EXPECT_EQ(canon().closeSession(again), 0);
 }
 
-// ---- zoom
-// ---------------------------------------------------------------------------------------------------
+// ---- zoom -------------------------------------------------------------------------------------------------
 
 TEST_F(CanonLiveView, zooms_five_times_or_fits) {
     const int32_t handle = running({patternBytes(1000, 1)});
@@ -337,8 +335,7 @@ TEST_F(CanonLiveView, tells_when_the_position_is_refused) {
     helper().waitForOut("CanonEds: Could not set live view zoom 0x86\n");
 }
 
-// ---- focus
-// --------------------------------------------------------------------------------------------------
+// ---- focus ------------------------------------------------------------------------------------------------
 
 TEST_F(CanonLiveView, drives_the_focus_by_steps) {
     const int32_t handle = running({patternBytes(1000, 1)});

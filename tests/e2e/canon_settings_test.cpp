@@ -186,8 +186,7 @@ TEST_F(CanonSettings, for_the_shutter_speed_are_put_in_again_after_a_refusal) {
     EXPECT_EQ(number(lab().get("canon-1", kTv)), 0x68);
 }
 
-// ---- what a property may take
-// -------------------------------------------------------------------------------
+// ---- what a property may take -----------------------------------------------------------------------------
 
 TEST_F(CanonSettings, offer_what_the_camera_describes) {
     Json many = Json::array();
