@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <sstream>
 #include <thread>
 
 namespace {
@@ -114,6 +115,21 @@ bool Desktop::showsWindowAt(const std::string& title, int x, int y) const {
     });
 }
 
+bool Desktop::isDrawn(const SeenWindow& window) const {
+    if (window.id == 0) return false;
+    XImage* const image =
+        XGetImage(connection_->display, window.id, 0, 0, static_cast<unsigned>(window.width),
+                  static_cast<unsigned>(window.height), AllPlanes, ZPixmap);
+    if (image == nullptr) return false;
+    bool isPlain = true;
+    for (int y = 0; isPlain && y < image->height; ++y) {
+        for (int x = 0; isPlain && x < image->width; ++x)
+            isPlain = XGetPixel(image, x, y) == XGetPixel(image, 0, 0);
+    }
+    XDestroyImage(image);
+    return !isPlain;
+}
+
 void Desktop::closeWindow(const SeenWindow& window) const {
     Display* const display = connection_->display;
     XEvent message{};
@@ -130,6 +146,16 @@ void Desktop::pressKeys(const SeenWindow& window, const std::string& keys) const
     XSetInputFocus(connection_->display, window.id, RevertToPointerRoot, CurrentTime);
     XSync(connection_->display, False);
     ChildProcess({"xdotool", "key", keys}, {{"DISPLAY", name_}}).finish();
+}
+
+void Desktop::holdKeys(const SeenWindow& window, const std::string& keys) {
+    XSetInputFocus(connection_->display, window.id, RevertToPointerRoot, CurrentTime);
+    XSync(connection_->display, False);
+    std::vector<std::string> command{"xdotool", "key"};
+    std::istringstream words(keys);
+    for (std::string key; words >> key;)
+        command.push_back(key);
+    keys_ = std::make_unique<ChildProcess>(command, std::map<std::string, std::string>{{"DISPLAY", name_}});
 }
 
 void Desktop::click(const SeenWindow& window, int x, int y) const {

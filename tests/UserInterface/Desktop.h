@@ -42,12 +42,16 @@ public:
     std::vector<SeenWindow> windows(const std::string& title) const;
     /** Waits until there are so many. */
     bool showsWindows(const std::string& title, size_t count) const;
+    /** Whether anything but a plain area can be seen of it. */
+    bool isDrawn(const SeenWindow& window) const;
     /** Waits until one stands there. */
     bool showsWindowAt(const std::string& title, int x, int y) const;
     /** Presses the button that every title bar has. */
     void closeWindow(const SeenWindow& window) const;
     /** Presses keys as xdotool names them ("ctrl+n") while the window has the focus. */
     void pressKeys(const SeenWindow& window, const std::string& keys) const;
+    /** Presses key after key, separated by blanks, and goes on with it after returning. */
+    void holdKeys(const SeenWindow& window, const std::string& keys);
     /** Clicks at a place of the window, from its upper left corner; negative: from its lower right one. */
     void click(const SeenWindow& window, int x, int y) const;
     /** Ends the server under its clients' feet. */
@@ -59,4 +63,5 @@ private:
     std::unique_ptr<ChildProcess> server_;
     std::string name_;
     std::unique_ptr<Connection> connection_;
+    std::unique_ptr<ChildProcess> keys_;
 };

@@ -8,11 +8,14 @@
  *   show|dispose|place REF  what the name says             -> status
  *   target REF              does it have an event target?  -> 1 or 0
  *   libraries TEXT          is a library of that name in?  -> 1 or 0
+ *   children                               -> the processes that it has started
  *   locale                  whose habits numbers are printed by
  *   quit                    ends the loop
  *
  * COMMAND is the rest of the line, four characters.
  */
+#include <unistd.h>
+
 #include <clocale>
 #include <fstream>
 #include <future>
@@ -86,6 +89,14 @@ bool isLoaded(const std::string& library) {
     return false;
 }
 
+std::string children() {
+    const std::string self = std::to_string(getpid());
+    std::ifstream list("/proc/" + self + "/task/" + self + "/children");
+    std::string line;
+    std::getline(list, line);
+    return line;
+}
+
 WindowRef windowNamed(const std::string& reference) {
     return reinterpret_cast<WindowRef>(std::stoull(reference));
 }
@@ -107,6 +118,7 @@ const std::map<std::string, Command> kCommands = {
          return GetWindowEventTarget(windowNamed(window)) == nullptr ? "0" : "1";
      }},
     {"libraries", [](const std::string& name) -> std::string { return isLoaded(name) ? "1" : "0"; }},
+    {"children", [](const std::string&) { return children(); }},
     {"locale", [](const std::string&) -> std::string { return std::setlocale(LC_ALL, nullptr); }},
 };
 

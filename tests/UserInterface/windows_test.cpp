@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <thread>
 
 #include "ChildProcess.h"
@@ -46,10 +48,12 @@ protected:
             EXPECT_EQ(0, application_->finish());
         }
     }
-    /// Until the application has noticed, by the window that it had.
-    void endDesktopAtRest(const std::string& window) {
-        ASSERT_TRUE(application_->comesToRest());
+    void endDesktop(const std::string& window) {
         desktop_->end();
+        awaitNoTarget(window);
+    }
+    /// Until the application has noticed that the window is gone.
+    void awaitNoTarget(const std::string& window) {
         std::string target = "1";
         for (int tries = 0; target == "1" && tries < 6000; ++tries) {
             target = application_->ask("target " + window);
@@ -57,6 +61,8 @@ protected:
         }
         EXPECT_EQ("0", target);
     }
+    /// The one that draws the windows.
+    pid_t process() { return std::atoi(application_->ask("children").c_str()); }
     std::vector<SeenWindow> seen() { return desktop_->windows("MainWindow"); }
 
     std::unique_ptr<Desktop> desktop_;
@@ -143,10 +149,57 @@ TEST_F(Windows, are_refused_off_the_main_thread) {
     EXPECT_EQ(std::to_string(eventInternalErr) + " 0", application_->ask("elsewhere MainWindow"));
 }
 
-TEST_F(Windows, bring_the_toolkit_in_only_when_the_first_one_opens) {
-    EXPECT_EQ("0", application_->ask("libraries libgtk-4"));
+TEST_F(Windows, are_drawn_by_a_process_that_starts_with_the_first_one) {
+    EXPECT_EQ("", application_->ask("children"));
     EXPECT_EQ("0", application_->ask("send new "));
-    EXPECT_EQ("1", application_->ask("libraries libgtk-4"));
+    EXPECT_GT(process(), 0);
+    const std::string first = application_->ask("children");
+    EXPECT_EQ("0", application_->ask("send new "));
+    EXPECT_EQ(first, application_->ask("children"));
+    EXPECT_EQ("0", application_->ask("libraries libgtk-4"));
+    EXPECT_EQ("0", application_->ask("libraries libX11"));
+}
+
+TEST_F(Windows, close_when_their_process_is_killed_and_open_again_in_another_one) {
+    const std::string window = application_->openWindow();
+    const std::string other = application_->openWindow();
+    ASSERT_TRUE(desktop_->showsWindows("MainWindow", 2));
+    const pid_t first = process();
+    ASSERT_GT(first, 1);
+    kill(first, SIGKILL);
+    ASSERT_TRUE(desktop_->showsWindows("MainWindow", 0));
+    awaitNoTarget(window);
+    EXPECT_EQ("0", application_->ask("target " + other));
+    EXPECT_EQ(std::to_string(errInvalidWindowRef), application_->ask("show " + window));
+    EXPECT_EQ("", application_->ask("children"));
+    EXPECT_EQ("0", application_->ask("send new "));
+    EXPECT_TRUE(desktop_->showsWindows("MainWindow", 1));
+    EXPECT_NE(first, process());
+}
+
+TEST_F(Windows, go_when_the_application_is_killed) {
+    application_->openWindow();
+    ASSERT_TRUE(desktop_->showsWindows("MainWindow", 1));
+    application_->end(SIGKILL);
+    EXPECT_TRUE(desktop_->showsWindows("MainWindow", 0));
+    application_.reset();
+}
+
+TEST_F(Windows, that_are_being_drawn_when_the_display_is_lost_close_and_the_application_goes_on) {
+    const std::string name = desktop_->name();
+    for (int time = 0; time < 5; ++time) {
+        // Nobody waits until they are there.
+        for (int i = 0; i < 5; ++i)
+            application_->ask("post new ");
+        const std::string window = application_->openWindow();
+        desktop_->end();
+        if (!window.empty()) awaitNoTarget(window);
+        EXPECT_EQ("-9874", application_->ask("send open"));
+        desktop_ = std::make_unique<Desktop>(name);
+        ASSERT_EQ(name, desktop_->name());
+    }
+    EXPECT_EQ("0", application_->ask("send new "));
+    EXPECT_TRUE(desktop_->showsWindows("MainWindow", 1));
 }
 
 TEST_F(Windows, give_the_new_command_by_key) {
@@ -159,10 +212,10 @@ TEST_F(Windows, give_the_new_command_by_key) {
     EXPECT_TRUE(desktop_->showsWindows("MainWindow", 2));
 }
 
-TEST_F(Windows, at_rest_close_when_the_display_is_lost_and_the_application_goes_on) {
+TEST_F(Windows, close_when_the_display_is_lost_and_the_application_goes_on) {
     const std::string window = application_->openWindow();
     ASSERT_TRUE(desktop_->showsWindows("MainWindow", 1));
-    endDesktopAtRest(window);
+    endDesktop(window);
     EXPECT_EQ(std::to_string(errNoWindowSystem), application_->ask("send new "));
     EXPECT_EQ("-9874", application_->ask("send open"));
     EXPECT_TRUE(application_->comesToRest()) << "the dead connection keeps the loop busy";
@@ -171,7 +224,7 @@ TEST_F(Windows, at_rest_close_when_the_display_is_lost_and_the_application_goes_
 TEST_F(Windows, open_again_when_the_display_is_back) {
     const std::string window = application_->openWindow();
     ASSERT_TRUE(desktop_->showsWindows("MainWindow", 1));
-    endDesktopAtRest(window);
+    endDesktop(window);
     const std::string name = desktop_->name();
     desktop_ = std::make_unique<Desktop>(name);
     ASSERT_EQ(name, desktop_->name());

@@ -22,8 +22,14 @@ for name in D1 D2 D40 D50 D70 D80 D100 D200 Type000{1..8}; do
 done
 expect lib/tarvo/simulated/nikon/libNkPTPDriver.dylib
 for file in bin/TarvoRemote bin/tarvo lib/tarvo/libTarvoPlatform.so lib/tarvo/frameworks/libEDSDK.so \
-  share/tarvo/scenarios/nikon-pair.json; do
+  lib/tarvo/frameworks/libTarvoMovies-gst.so share/tarvo/scenarios/nikon-pair.json; do
   expect "$file"
+done
+# The programs that show windows: there, and complete with what lies around them.
+for program in TarvoWindows TarvoExportDialog; do
+  path=lib/tarvo/frameworks/$program
+  [ -x "$tree/$path" ] || { echo "cannot be run: $path" >&2; missing=1; continue; }
+  ! ldd -r "$tree/$path" 2>&1 | grep -E 'not found|undefined symbol' || { echo "$program" >&2; missing=1; }
 done
 [ "$missing" -eq 0 ] || exit 1
 

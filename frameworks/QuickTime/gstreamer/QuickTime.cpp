@@ -8,11 +8,13 @@
 #include <cmath>
 #include <exception>
 #include <new>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "frameworks/QuickTime/atoms/ExportChoice.h"
 #include "frameworks/QuickTime/gstreamer/PlugIns.h"
+#include "frameworks/QuickTime/gtk/DialogCompanion.h"
 #include "platform/Events.h"
 
 struct QTDataReferenceRecord {
@@ -97,24 +99,25 @@ void settleCodecs(const movies::Formats& formats, atoms::ExportChoice& choice) {
 
 OSErr runDialog(MovieExportRecord& exporter, const movies::MovieFacts& movie, double seconds,
                 bool* isCancelled) {
-    const DialogToolkit* const dialog = dialogToolkit();
-    OSErr status = dialog != nullptr ? dialog->open() : kQTNoWindowSystem;
+    movies::DialogCompanion dialog;
+    OSErr status = dialog.open();
     if (status != 0) return status;
     const MovieToolkit* const toolkit = movieToolkit();
     if (toolkit == nullptr) return kQTNoExporter;
-    movies::Formats formats;
-    status = toolkit->listFormats(formats);
+    movies::ExportDialogRequest request;
+    request.movie = movie;
+    request.seconds = seconds;
+    status = toolkit->listFormats(request.formats);
     if (status != 0) return status;
-    if (formats.video.empty() && formats.sound.empty()) return kQTNoExporter;
+    if (request.formats.video.empty() && request.formats.sound.empty()) return kQTNoExporter;
 
-    atoms::ExportChoice choice = exporter.choice;
-    settleCodecs(formats, choice);
-    ExportDialogRequest request{movie, seconds, formats, choice};
-    bool wasCancelled = false;
-    status = dialog->run(request, &wasCancelled);
+    request.choice = exporter.choice;
+    settleCodecs(request.formats, request.choice);
+    std::optional<atoms::ExportChoice> chosen;
+    status = dialog.run(request, chosen);
     if (status != 0) return status;
-    if (!wasCancelled) exporter.choice = choice;
-    *isCancelled = wasCancelled;
+    if (chosen) exporter.choice = *chosen;
+    *isCancelled = !chosen;
     return 0;
 }
 

@@ -1,11 +1,12 @@
-/* The plug-in: the dialog of the export settings. */
-#include <exception>
+/* The program TarvoExportDialog: the dialog of the export settings. */
+#include <cstdlib>
 #include <memory>
 
-#include "frameworks/QuickTime/gtk/DialogToolkit.h"
+#include "frameworks/QuickTime/gtk/DialogMessages.h"
 #include "frameworks/QuickTime/gtk/SettingsPane.h"
 #include "frameworks/QuickTime/gtk/Summary.h"
 #include "frameworks/UserInterface/gtk/GtkDisplay.h"
+#include "frameworks/UserInterface/gtk/Starter.h"
 #include "frameworks/UserInterface/gtk/X11Windows.h"
 #include "frameworks/UserInterface/gtk/placement.h"
 
@@ -16,16 +17,24 @@ constexpr int kSpacing = 12;
 constexpr int kWidth = 480;
 constexpr int kWidestNameChars = 40;
 
-enum class Outcome { none, accepted, cancelled, lost };
+using movies::DialogWord;
+using movies::ExportDialogRequest;
+
+enum class Outcome { none, accepted, cancelled };
 
 class ExportDialog {
 public:
-    explicit ExportDialog(ExportDialogRequest& request);
+    explicit ExportDialog(const ExportDialogRequest& request);
     ~ExportDialog();
     ExportDialog(const ExportDialog&) = delete;
     ExportDialog& operator=(const ExportDialog&) = delete;
 
+    /** In the middle of the screen, where the window system lets windows be placed. */
+    void show();
+    /** Until the user has closed it. */
     Outcome run();
+    /** What the user chose, once accepted. */
+    const atoms::ExportChoice& choice() const { return choice_; }
 
 private:
     void build();
@@ -33,7 +42,6 @@ private:
     GtkWidget* makeSummary();
     GtkWidget* makeButtons();
     void watch();
-    void show();
     void end(Outcome outcome);
     void describeChoice();
     bool isInList() const;
@@ -41,11 +49,11 @@ private:
     static void onAccept(GtkWidget* button, ExportDialog* dialog);
     static void onCancel(GtkWidget* button, ExportDialog* dialog);
     static gboolean onCloseRequest(GtkWindow* window, ExportDialog* dialog);
-    static void onDestroy(GtkWidget* window, ExportDialog* dialog);
     static gboolean onKey(GtkEventControllerKey* keys, guint key, guint code, GdkModifierType modifiers,
                           ExportDialog* dialog);
 
-    ExportDialogRequest& request_;
+    const ExportDialogRequest& request_;
+    atoms::ExportChoice choice_;
     std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> loop_;
     GtkWidget* window_ = nullptr;
     std::unique_ptr<movies::SettingsPane> pane_;
@@ -55,17 +63,15 @@ private:
     Outcome outcome_ = Outcome::none;
 };
 
-/** The loop is the one of the main thread's context: everything else on it goes on, while posted events,
- * which lie outside of it, wait until the dialog is closed. */
-ExportDialog::ExportDialog(ExportDialogRequest& request)
-    : request_(request), loop_(g_main_loop_new(nullptr, FALSE), g_main_loop_unref) {
+ExportDialog::ExportDialog(const ExportDialogRequest& request)
+    : request_(request), choice_(request.choice), loop_(g_main_loop_new(nullptr, FALSE), g_main_loop_unref) {
     build();
     watch();
     describeChoice();
 }
 
 ExportDialog::~ExportDialog() {
-    if (window_ != nullptr) gtk_window_destroy(GTK_WINDOW(window_));
+    gtk_window_destroy(GTK_WINDOW(window_));
 }
 
 void ExportDialog::build() {
@@ -133,7 +139,6 @@ void ExportDialog::watch() {
     g_signal_connect(accept_, "clicked", G_CALLBACK(onAccept), this);
     g_signal_connect(cancel_, "clicked", G_CALLBACK(onCancel), this);
     g_signal_connect(window_, "close-request", G_CALLBACK(onCloseRequest), this);
-    g_signal_connect(window_, "destroy", G_CALLBACK(onDestroy), this);
     // Before the controls get them: Return means OK in a number or a list, too.
     GtkEventController* const keys = gtk_event_controller_key_new();
     gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
@@ -183,21 +188,14 @@ gboolean ExportDialog::onCloseRequest(GtkWindow*, ExportDialog* dialog) {
     return TRUE;  // it is destroyed when its loop has ended
 }
 
-/** Nobody but us closes the window, unless the display goes. */
-void ExportDialog::onDestroy(GtkWidget*, ExportDialog* dialog) {
-    dialog->window_ = nullptr;
-    dialog->end(Outcome::lost);
-}
-
 void ExportDialog::end(Outcome outcome) {
     if (outcome_ == Outcome::none) {
         outcome_ = outcome;
-        if (outcome == Outcome::accepted) request_.choice = pane_->choice();
+        if (outcome == Outcome::accepted) choice_ = pane_->choice();
     }
     g_main_loop_quit(loop_.get());
 }
 
-/** In the middle of the screen, where the window system lets windows be placed. */
 void ExportDialog::show() {
     GtkRequisition size{};
     gtk_widget_get_preferred_size(window_, nullptr, &size);
@@ -215,30 +213,52 @@ void ExportDialog::show() {
 }
 
 Outcome ExportDialog::run() {
-    show();
     if (outcome_ == Outcome::none) g_main_loop_run(loop_.get());
     return outcome_;
 }
 
-OSErr open() {
-    return openGtkDisplay() != nullptr ? OSErr{0} : kQTNoWindowSystem;
+void tell(DialogWord word) {
+    tellStarter(MessageWriter(static_cast<uint32_t>(word)));
 }
 
-OSErr run(ExportDialogRequest& request, bool* isCancelled) {
-    try {
-        ExportDialog dialog(request);
-        const Outcome outcome = dialog.run();
-        if (outcome == Outcome::lost) return kQTNoWindowSystem;
-        *isCancelled = outcome != Outcome::accepted;
-        return 0;
-    } catch (const std::exception&) {
-        return kQTNotEnoughMemory;
-    }
+bool openDisplay() {
+    const bool hasDisplay = openGtkDisplay() != nullptr;
+    MessageWriter ready(static_cast<uint32_t>(DialogWord::ready));
+    ready(hasDisplay);
+    tellStarter(ready);
+    return hasDisplay;
+}
+
+bool hearRequest(ExportDialogRequest& request) {
+    return hearStarter([&request](MessageReader& message) {
+        uint32_t word = 0;
+        return message.readKind(word) && word == static_cast<uint32_t>(DialogWord::request) &&
+               movies::read(message, request);
+    });
 }
 
 }  // namespace
 
-const DialogToolkit* tarvoDialogToolkit() {
-    static constexpr DialogToolkit toolkit = {open, run};
-    return &toolkit;
+int main(int argc, char** argv) {
+    if (!joinStarterAs(argc, argv)) return EXIT_FAILURE;
+    ExportDialogRequest request;
+    if (!openDisplay() || !hearRequest(request)) return EXIT_FAILURE;
+    heedStarter([](MessageReader&) { return false; });  // nothing more is to be said
+    Outcome outcome = Outcome::none;
+    atoms::ExportChoice choice;
+    {
+        ExportDialog dialog(request);
+        dialog.show();
+        tell(DialogWord::shown);
+        outcome = dialog.run();
+        choice = dialog.choice();
+    }
+    // The window goes before its answer: whoever gets that may rely on it.
+    gdk_display_flush(gdk_display_get_default());
+    if (outcome == Outcome::accepted) {
+        tellStarter(movies::writeAccepted(choice));
+    } else {
+        tell(DialogWord::cancelled);
+    }
+    return EXIT_SUCCESS;
 }

@@ -9,7 +9,7 @@
 #include <optional>
 
 #include "frameworks/QuickTime/gtk/Controls.h"
-#include "frameworks/QuickTime/gtk/DialogToolkit.h"
+#include "frameworks/QuickTime/gtk/DialogMessages.h"
 #include "frameworks/QuickTime/gtk/Summary.h"
 
 namespace movies {

@@ -1,11 +1,11 @@
-/* GtkDisplay.h: GTK's start and its connection to the display, as every plug-in with windows needs them.
+/* GtkDisplay.h: GTK's start and its connection to the display, as every program with windows needs them.
  *
- * Thread: main thread.
- * Owns:   nothing; GTK holds the display.
+ * Thread: main thread, once.
+ * Owns:   nothing; GTK holds the display. When it goes, GTK ends the process.
  */
 #pragma once
 
 #include <gtk/gtk.h>
 
-/** The display's connection, opened if that is not done yet; null when there is no display. */
+/** The display's connection; null when there is no display. */
 GdkDisplay* openGtkDisplay();

@@ -9,5 +9,3 @@ ScreenArea mainScreen(GdkDisplay*) {
 }
 
 void moveWindow(GtkWindow*, const WindowPlace&) {}
-
-void surviveLossOf(GdkDisplay*) {}

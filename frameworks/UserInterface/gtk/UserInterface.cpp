@@ -1,34 +1,56 @@
 #include "UserInterface.h"
 
-#include <dlfcn.h>
-
-#include <cstdio>
-#include <map>
+#include <algorithm>
+#include <memory>
 #include <new>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
 
-#include "WindowToolkit.h"
+#include "WindowMessages.h"
+#include "platform/Companion.h"
 
 namespace {
 
-/// By number, so that a reference to a closed window finds nothing. Main thread only.
-std::map<WindowRef, ToolkitWindow*>& windows() {
-    static auto* const all = new std::map<WindowRef, ToolkitWindow*>;
+/// GTK's start takes a fraction of a second; a display server that hangs keeps it for ever.
+constexpr double kPatienceSeconds = 15;
+
+/** All that the library keeps. Main thread only. */
+struct Windows {
+    /// By number, so that a reference to a closed window finds nothing.
+    std::set<WindowRef> open;
+    uintptr_t lastReference = 0;
+    std::unique_ptr<Companion> companion;
+    /// What the companion said to the window that is being made.
+    std::optional<OSStatus> created;
+};
+
+Windows& windows() {
+    static auto* const all = new Windows;
     return *all;
 }
 
-WindowRef nextReference() {
-    static uintptr_t last = 0;
-    return reinterpret_cast<WindowRef>(++last);
+uint64_t numberOf(WindowRef window) {
+    return reinterpret_cast<uintptr_t>(window);
+}
+
+bool isOpen(WindowRef window) {
+    return windows().open.contains(window);
 }
 
 void windowClosed(WindowRef window) {
-    windows().erase(window);
+    windows().open.erase(window);
     DisposeWindowEventTarget(window);
 }
 
-/** Commands go the way of all events, so that a handler never runs in the middle of the toolkit's own work
- * on the window that gave the command. */
-void windowCommanded(WindowRef /*window*/, OSType command) {
+void allWindowsClosed() {
+    while (!windows().open.empty())
+        windowClosed(*windows().open.begin());
+}
+
+/** Commands go the way of all events. */
+void windowCommanded(OSType command) {
     EventRef event = nullptr;
     if (CreateEvent(nullptr, kEventClassCommand, kEventCommandProcess, 0, 0, &event) != noErr) {
         return;
@@ -40,56 +62,97 @@ void windowCommanded(WindowRef /*window*/, OSType command) {
     ReleaseEvent(event);
 }
 
-const WindowToolkit* loadToolkit() {
-    static constexpr WindowListener listener = {windowClosed, SetActiveWindow, windowCommanded};
-    // Found beside this library by its run path. Never unloaded: GTK's types cannot be.
-    void* const plugIn = dlopen("libTarvoWindows-gtk.so", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-    if (plugIn == nullptr) {
-        std::fprintf(stderr, "UserInterface: Failed to load the window library: %s\n", dlerror());
-        return nullptr;
+template <class Value>
+std::optional<Value> only(MessageReader& message) {
+    Value value{};
+    if (!message(value) || !message.isAtEnd()) {
+        return std::nullopt;
     }
-    using Entry = decltype(&tarvoWindowToolkit);
-    const auto entry = reinterpret_cast<Entry>(dlsym(plugIn, kWindowToolkitSymbol));
-    return entry == nullptr ? nullptr : entry(&listener);
+    return value;
 }
 
-/** Null while there is no way to show windows. */
-const WindowToolkit* openToolkit() {
-    static const WindowToolkit* toolkit = nullptr;
-    if (toolkit == nullptr) {
-        toolkit = loadToolkit();
+bool windowNews(MessageReader& message, void (*heed)(WindowRef window)) {
+    const auto number = only<uint64_t>(message);
+    const auto window = reinterpret_cast<WindowRef>(static_cast<uintptr_t>(number.value_or(0)));
+    if (isOpen(window)) {
+        heed(window);
     }
-    return toolkit != nullptr && toolkit->open() == noErr ? toolkit : nullptr;
+    return number.has_value();
 }
 
-OSStatus buildWindow(const WindowToolkit& toolkit, IBNibRef nib, const char* name, WindowRef* out) {
-    const WindowRef window = nextReference();
-    ToolkitWindow* built = nullptr;
+bool hear(MessageReader& message) {
+    uint32_t news = 0;
+    if (!message.readKind(news)) {
+        return false;
+    }
+    switch (static_cast<WindowNews>(news)) {
+        case WindowNews::created:
+            windows().created = only<int32_t>(message);
+            return windows().created.has_value();
+        case WindowNews::closed:
+            return windowNews(message, windowClosed);
+        case WindowNews::activated:
+            return windowNews(message, SetActiveWindow);
+        case WindowNews::commanded: {
+            const auto command = only<uint32_t>(message);
+            if (command) {
+                windowCommanded(*command);
+            }
+            return command.has_value();
+        }
+        default:
+            return false;
+    }
+}
+
+template <class... Values>
+void ask(WindowRequest request, WindowRef window, const Values&... values) {
+    MessageWriter message(static_cast<uint32_t>(request));
+    message(numberOf(window), values...);
+    if (windows().companion != nullptr) {
+        windows().companion->send(message);
+    }
+}
+
+/** Has the window built by the companion, which is started if there is none. */
+OSStatus build(WindowRef window, IBNibRef nib, const char* name) {
+    std::unique_ptr<Companion>& companion = windows().companion;
+    if (companion == nullptr || !companion->isRunning()) {
+        const std::string program = fileBeside(reinterpret_cast<const void*>(&build), "TarvoWindows");
+        companion = std::make_unique<Companion>(program, Companion::Listener{hear, allWindowsClosed});
+    }
+    windows().created.reset();
+    ask(WindowRequest::create, window, std::string(name), std::string(nibText(nib)));
+    companion->serveUntil([] { return windows().created.has_value(); }, kPatienceSeconds);
+    const OSStatus status = windows().created.value_or(errNoWindowSystem);
+    if (status == errNoWindowSystem) {
+        companion.reset();
+    }
+    return status;
+}
+
+OSStatus createWindow(IBNibRef nib, const char* name, WindowRef* out) {
+    const auto window = reinterpret_cast<WindowRef>(++windows().lastReference);
     OSStatus status = CreateWindowEventTarget(window);
     if (status != noErr) {
         return status;
     }
-    status = toolkit.create(nibText(nib), name, window, &built);
+    // Among the open ones from now on: the user may close it as soon as it is there.
+    windows().open.insert(window);
+    status = build(window, nib, name);
     if (status != noErr) {
-        DisposeWindowEventTarget(window);
+        windowClosed(window);
         return status;
     }
-    windows().emplace(window, built);
     *out = window;
     return noErr;
 }
 
-/** Finds the toolkit's window behind a reference. */
-OSStatus resolve(WindowRef window, ToolkitWindow** out) {
+OSStatus statusOf(WindowRef window) {
     if (!IsMainThread()) {
         return eventInternalErr;
     }
-    const auto found = windows().find(window);
-    if (found == windows().end()) {
-        return errInvalidWindowRef;
-    }
-    *out = found->second;
-    return noErr;
+    return isOpen(window) ? noErr : errInvalidWindowRef;
 }
 
 }  // namespace
@@ -104,11 +167,7 @@ OSStatus CreateWindowFromNib(IBNibRef nib, const char* name, WindowRef* out) {
     try {
         NibWindow described;
         const OSStatus status = findNibWindow(nib, name, &described);
-        if (status != noErr) {
-            return status;
-        }
-        const WindowToolkit* toolkit = openToolkit();
-        return toolkit == nullptr ? errNoWindowSystem : buildWindow(*toolkit, nib, name, out);
+        return status != noErr ? status : createWindow(nib, name, out);
     } catch (const std::bad_alloc&) {
         return memFullErr;
     }
@@ -118,19 +177,17 @@ OSStatus RepositionWindow(WindowRef window, WindowRef parent, WindowPositionMeth
     if (parent != nullptr || (method != kWindowCenterOnMainScreen && method != kWindowCascadeOnMainScreen)) {
         return paramErr;
     }
-    ToolkitWindow* built = nullptr;
-    const OSStatus status = resolve(window, &built);
+    const OSStatus status = statusOf(window);
     if (status == noErr) {
-        openToolkit()->reposition(built, method);
+        ask(WindowRequest::reposition, window, static_cast<uint32_t>(method));
     }
     return status;
 }
 
 OSStatus ShowWindow(WindowRef window) {
-    ToolkitWindow* built = nullptr;
-    const OSStatus status = resolve(window, &built);
+    const OSStatus status = statusOf(window);
     if (status == noErr) {
-        openToolkit()->show(built);
+        ask(WindowRequest::show, window);
         SetActiveWindow(window);
     }
     return status;
@@ -140,17 +197,19 @@ OSStatus SetFrontProcess() {
     if (!IsMainThread()) {
         return eventInternalErr;
     }
-    for (const auto& [window, built] : windows()) {
-        openToolkit()->show(built);
+    // A copy: the windows close when the companion turns out to be gone.
+    const std::set<WindowRef> open = windows().open;
+    for (WindowRef window : open) {
+        ask(WindowRequest::show, window);
     }
     return noErr;
 }
 
 OSStatus DisposeWindow(WindowRef window) {
-    ToolkitWindow* built = nullptr;
-    const OSStatus status = resolve(window, &built);
+    const OSStatus status = statusOf(window);
     if (status == noErr) {
-        openToolkit()->dispose(built);
+        ask(WindowRequest::dispose, window);
+        windowClosed(window);
     }
     return status;
 }

@@ -18,7 +18,3 @@ ScreenArea mainScreen(GdkDisplay* display);
 
 /** Moves a realised window. */
 void moveWindow(GtkWindow* window, const WindowPlace& place);
-
-/** Makes the end of the display's connection close its windows, and nothing more, while they are idle. One
- * that comes in the middle of drawing still ends the process. */
-void surviveLossOf(GdkDisplay* display);
