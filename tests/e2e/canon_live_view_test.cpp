@@ -207,6 +207,15 @@ TEST_F(CanonLiveView, fetches_a_frame_in_the_prescribed_order_and_releases_what_
     EXPECT_EQ(argument(lab().calls("EdsCreateMemoryStream").at(0), "size"), 1000);
 }
 
+TEST_F(CanonLiveView, leaves_the_camera_ten_milliseconds_before_each_frame) {
+    const int32_t handle = running({patternBytes(1000, 1)});
+    lab().clearTrace();
+    canon().liveViewFrame(handle);
+    const int64_t stream = lab().calls("EdsCreateMemoryStream").at(0)["us"];
+    const int64_t image = lab().calls("EdsCreateEvfImageRef").at(0)["us"];
+    EXPECT_GE(image - stream, 10000);
+}
+
 TEST_F(CanonLiveView, repeats_the_last_frame_when_the_next_one_fails) {
     const Bytes a = patternBytes(5000, 1);
     const Bytes b = patternBytes(5000, 2);
