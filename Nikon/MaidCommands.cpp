@@ -153,7 +153,7 @@ bool Command_CapGetArray(tagRefObj* object, uint32_t capability, uint32_t dataTy
     open.completion().elements = std::move(*storage);
     const int32_t result = issueWithCopy(object, kMaidCommandCapGetArray, capability, dataType, data, open);
     // Whatever the module put there, this is what we have to free.
-    const bool isOurs = open.isCompleted() || result == kNoEntryPoint;
+    const bool isOurs = open.isCompleted() || open.isWithdrawn();
     if (isOurs) *storage = std::move(open.completion().elements);
     setElements(field, isOurs ? elements : nullptr);
     return isOurs && result == kMaidResultNoError;

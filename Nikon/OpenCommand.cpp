@@ -73,6 +73,8 @@ CompletionPtr takeCompletion(MaidRef reference) {
 int32_t issueAndWait(const tagRefObj* object, uint32_t command, uint32_t parameter, uint32_t dataType,
                      MaidParam data, OpenCommand& open) {
     if (open.reference() == nullptr) return kMaidResultOutOfMemory;
+    // Not told by the result: modules have numbers of their own.
+    const bool isGiven = object != nullptr && object->entryPoint != nullptr;
     const int32_t result =
         CallMAIDEntryPoint(object, command, parameter, dataType, data, CompletionProc, open.reference());
     const uint32_t& count = open.completion().count;
@@ -81,7 +83,7 @@ int32_t issueAndWait(const tagRefObj* object, uint32_t command, uint32_t paramet
     } else {
         IdleLoopAfterRefusal(object, &count, 1);
     }
-    if (result == kNoEntryPoint && !open.isCompleted()) open.withdraw();
+    if (!isGiven) open.withdraw();
     return result;
 }
 

@@ -42,6 +42,7 @@ public:
     bool isCompleted() const { return completion_ != nullptr && completion_->count > 0; }
     /** The module was never given it. */
     void withdraw();
+    bool isWithdrawn() const { return reference_ == nullptr; }
 
 private:
     std::shared_ptr<Completion> completion_;

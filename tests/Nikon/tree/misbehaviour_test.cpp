@@ -128,6 +128,22 @@ TEST_F(MisbehaviourTest, WhatIsWrittenLateStaysWithItsCommand) {
     *reinterpret_cast<uint32_t*>(module.calls.back().data) = 9;
 }
 
+/* The number that stands for a missing module, from a module that is there and may still write. */
+TEST_F(MisbehaviourTest, AResultThatIsOursAlreadyDoesNotPassForNoModule) {
+    module.root.can(51, kMaidCapArray, kAll).elements = std::vector<uint8_t>(40);
+    EnumCapabilities(&root, &root.capCount, &root.capInfo);
+    module.completions = 0;
+    module.answer = [](const FakeCall& call) -> std::optional<int32_t> {
+        return call.command == kMaidCommandCapGetArray ? std::optional(kNoEntryPoint) : std::nullopt;
+    };
+    NkMAIDArray array{};
+    ElementStorage storage = AllocateBytes(40);
+    EXPECT_FALSE(
+        Command_CapGetArray(&root, 51, kMaidDataArrayPtr, reinterpret_cast<MaidParam>(&array), &storage));
+    EXPECT_EQ(storage, nullptr) << "the module may still write to it";
+    std::memset(reinterpret_cast<NkMAIDArray*>(module.calls.back().data)->data, 0xFF, 40);
+}
+
 TEST_F(MisbehaviourTest, ACapabilityListThatIsWrittenLateStaysWithItsCommand) {
     module.root.can(50, kMaidCapUnsigned, kAll);
     module.completions = 0;
