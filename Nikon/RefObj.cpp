@@ -103,8 +103,8 @@ bool EnumCapabilities(tagRefObj* object, uint32_t* count, NkMAIDCapInfo** list) 
         const bool hadMemory = elements != nullptr;
         if (hadMemory) result = askForList(object, newCount, &elements);
         if (result == kMaidResultBufferSize) continue;
-        // An event has brought a list meanwhile, which is no older than ours.
-        const bool isNewest = object->capListNumber == listNumber;
+        // A list that an event has brought meanwhile is no older than ours.
+        const bool isNewest = object->capListNumber == listNumber || *list == nullptr;
         if (!isAccepted(result)) elements.reset();
         if (isNewest) storeList(object, count, list, newCount, std::move(elements));
         return isAccepted(result);

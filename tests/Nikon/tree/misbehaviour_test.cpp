@@ -279,6 +279,23 @@ TEST_F(MisbehaviourTest, TheNewestCapabilityListStays) {
     EXPECT_NE(GetCapInfo(&root, 60), nullptr);
 }
 
+TEST_F(MisbehaviourTest, ANewerCapabilityListThatDoesNotComeDoesNotCostTheOneThatDoes) {
+    module.root.hasProcedure(kMaidCapabilityEventProc);
+    module.root.can(50, kMaidCapUnsigned, kAll);
+    EnumCapabilities(&root, &root.capCount, &root.capInfo);
+    SetProc(&root);
+    module.atPolls = {nullptr, [&] {
+                          module.answer = [](const FakeCall& call) -> std::optional<int32_t> {
+                              if (call.command != kMaidCommandGetCapInfo) return std::nullopt;
+                              return kMaidResultHardwareError;
+                          };
+                          module.root.raise(kMaidEventCapChange, 0);
+                      }};
+    quietly([&] { EXPECT_TRUE(EnumCapabilities(&root, &root.capCount, &root.capInfo)); });
+    EXPECT_EQ(root.capCount, 2U);
+    EXPECT_NE(GetCapInfo(&root, 50), nullptr);
+}
+
 TEST_F(MisbehaviourTest, ARemovalThatIsReportedAgainWhileItHappensIsLeftToTheFirst) {
     openWholeTree();
     source()->cameraData = nullptr;
