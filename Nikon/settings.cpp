@@ -1,4 +1,5 @@
 /* settings.cpp: the camera's lists of values, by the position in them. */
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -25,10 +26,12 @@ void forEachText(const Enumeration& list, uint32_t capability, Use use) {
     }
 }
 
-/** The same for packed texts. The last one need not end in the list: there is a zero byte behind it. */
+/** The same for packed texts, which are counted in bytes, whatever is said of an element's size. The last one
+ *  need not end in the list: there is a zero byte behind it. */
 template <class Use>
 void forEachPackedText(const Enumeration& list, Use use) {
-    const auto bytes = list.bytes();
+    const auto all = list.bytes();
+    const auto bytes = all.first(std::min<size_t>(all.size(), list.record().elements));
     for (size_t at = 0; at < bytes.size();) {
         const char* text = reinterpret_cast<const char*>(bytes.data()) + at;
         use(text);

@@ -108,6 +108,12 @@ TEST_F(MisbehavingModules, packed_texts_that_are_all_end_marks_are_empty_texts) 
               (std::vector<std::string>{"", "", ""}));
 }
 
+TEST_F(MisbehavingModules, packed_texts_are_counted_in_bytes_whatever_size_an_element_is_said_to_have) {
+    offerList(kMaidArrayPackedString, 8, 2, std::string("one\0two\0", 8), 8);
+    EXPECT_EQ(take(NIKON(GetSettingOptions)(env, env, select(), kSetting)),
+              (std::vector<std::string>{"one", "two"}));
+}
+
 TEST_F(MisbehavingModules, list_that_grows_between_the_reads_ends_where_it_was_allocated) {
     offerList(kMaidArrayUnsigned, 2, 4, std::string(8, '\0'), 1000000);
     EXPECT_EQ(take(NIKON(GetSettingOptions)(env, env, select(), kSetting)),
