@@ -79,15 +79,14 @@ int32_t Transfer::takeBlock(const NkMAIDFileInfo& info, const void* data) {
 
 /** Modules are not believed: what does not fit the file that they announced would spoil it. */
 bool Transfer::isNextBlock(const NkMAIDFileInfo& info, const void* data) const {
-    if (info.diskFile != 0) return false;     // the data would be a path of the module's, and no block
-    if (info.totalLength == 0) return false;  // a picture of no bytes is none; the camera's copy shall stay
+    if (info.diskFile != 0) return false;  // the data would be a path of the module's, and no block
     if (isBegun_ && info.totalLength != total_) return false;
     const uint32_t missing = info.totalLength - (isBegun_ ? received_ : 0);
     return info.length <= missing && (data != nullptr || info.length == 0);
 }
 
 int32_t Transfer::begin(const NkMAIDFileInfo& info) {
-    const auto size = std::min(info.totalLength, kTransferBuffer);
+    const auto size = std::clamp(info.totalLength, 1U, kTransferBuffer);  // a file may be empty
     buffer_.reset(static_cast<uint8_t*>(std::malloc(size)));
     std::string path;
     if (buffer_ == nullptr || !makePath(*camera_, info.fileDataType, &path)) {

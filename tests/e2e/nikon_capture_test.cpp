@@ -92,6 +92,14 @@ TEST_F(NikonCapture, of_several_blocks_writes_one_whole_file) {
     EXPECT_EQ(readFile(picturePath("frame.nef")), content);
 }
 
+TEST_F(NikonCapture, of_no_bytes_writes_an_empty_file) {
+    const int64_t camera = startCamera(bodyWithShot({nikonItem(kNdfType, 0)}));
+    EXPECT_EQ(nikon().capture(camera, picturePath("frame")), 0);
+    EXPECT_EQ(files(), Texts{"frame.ndf"});
+    EXPECT_TRUE(readFile(picturePath("frame.ndf")).empty());
+    EXPECT_EQ(nikon().checkForImages(camera), 0) << "it has left the camera";
+}
+
 TEST_F(NikonCapture, overwrites_an_older_file_whole) {
     writeFile(picturePath("frame.jpg"), patternBytes(500000, 9));
     const Bytes content = patternBytes(1000, 5);
