@@ -25,8 +25,9 @@
 
 /** Loads the module of a type (0 to 15) from the directory. Returns its handle, 0 on any failure. */
 NIKON_ENTRY(jlong, InitializeSDK, jstring directory, jint moduleType);
-/** Ends the cameras of the module and closes it. 0: closed, or there was none; 1: it would not close, and
- *  its handle stays good for another try. */
+/** Closes the module with all its cameras, which become inactive. 0: closed, or there was none; 1: something
+ *  would not close. Then its handle stays good for another try, and cameras that are still open stay active.
+ */
 NIKON_ENTRY(jint, TerminateSDK, jlong module);
 NIKON_ENTRY(jint, getCameraCount, jlong module);
 /** 65535 when there is no such camera or it does not tell, 0 when it cannot be opened. */

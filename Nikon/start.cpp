@@ -73,12 +73,20 @@ void keepObjectRecords(tagRefObj& object) {
     kept = std::exchange(object.object, nullptr);
 }
 
-/** Its record stays until it is released. */
-void endCamera(CameraData& camera) {
-    camera.active = 0;
-    if (camera.source == nullptr) return;
-    camera.source->cameraData = nullptr;
-    camera.source = nullptr;
+bool isOpen(const tagRefObj& root, const tagRefObj* source) {
+    for (uint32_t i = 0; i < root.childCount; ++i) {
+        if (root.children[i] == source) return true;
+    }
+    return false;
+}
+
+/** The cameras whose objects have been closed. Their records stay until they are released. */
+void endCameras(const NikonModule& module) {
+    for (NikonCamera* camera = module.firstCamera; camera != nullptr; camera = camera->next) {
+        if (isOpen(module.root, camera->data.source)) continue;
+        camera->data.source = nullptr;
+        camera->data.active = 0;
+    }
 }
 
 }  // namespace
@@ -127,10 +135,9 @@ NIKON_ENTRY(jint, TerminateSDK, jlong module) {
     (void)env, (void)object;
     const ModuleCall call(module);
     if (!call) return 0;
-    for (NikonCamera* camera = call->firstCamera; camera != nullptr; camera = camera->next) {
-        endCamera(camera->data);
-    }
-    if (!Close_Module(call.root())) return 1;
+    const bool isClosed = Close_Module(call.root());
+    endCameras(*call.module());
+    if (!isClosed) return 1;
     call->isOpen = false;
     handles::retire(Kind::NikonModule, toAddress(module));
     return 0;

@@ -10,10 +10,11 @@
  * bodies. Start one once, and end it before you start it again.
  *
  * Thread: one call at a time on one client, and one connection at a time on one module: the module is not
- * made for two callers. Units:  limits in milliseconds; deadlines in microseconds of the wall clock
- * (Deadline.h says when to send them); zoom positions in pixels of the live-view picture. Errors: Result.h
- * for the connection. What the camera makes of a call is the value: a number (NikonText.h tells what those of
- * capture mean), a bool, or an empty array.
+ *         made for two callers.
+ * Units:  limits in milliseconds; deadlines in microseconds of the wall clock (Deadline.h says when to send
+ *         them); zoom positions in pixels of the live-view picture.
+ * Errors: Result.h for the connection. What the camera makes of a call is the value: a number (NikonText.h
+ *         tells what those of capture mean), a bool, or an empty array.
  */
 #pragma once
 
@@ -36,7 +37,8 @@ public:
 
     /** A module handle; 0: the bundle cannot be loaded or does not start, the helper's log tells why. */
     Result<int64_t> initializeSDK(const std::string& directory, int32_t moduleType);
-    /** 0: ended (or the handle was 0), 1: an object could not be closed. The handle is gone in any case. */
+    /** 0: ended (or the handle was 0), 1: an object could not be closed. Then the handle stays good for
+     * another try, and so do those of cameras that are still open. */
     Result<int32_t> terminateSDK(int64_t module);
     /** 0 also for a handle that is none. */
     Result<int32_t> getCameraCount(int64_t module);

@@ -407,6 +407,35 @@ TEST_F(NikonCameras, module_that_does_not_close_can_be_closed_again) {
     EXPECT_EQ(nikon().cameraCount(again), 1);
 }
 
+TEST_F(NikonCameras, that_were_not_closed_with_their_module_can_be_used_until_they_are_released) {
+    const int64_t camera = startCamera();
+    const int64_t again = nikon().selectCamera(module(), 0);
+    lab().fault("MAIDEntryPoint:2", -117);
+    EXPECT_EQ(nikon().terminateSdk(module()), 1);
+    EXPECT_EQ(nikon().batteryLevel(camera), 100);
+    EXPECT_EQ(nikon().batteryLevel(again), 100);
+    EXPECT_EQ(nikon().capture(camera, picturePath("x")), 0);
+    EXPECT_EQ(pictures().names(), Texts{"x.jpg"});
+    lab().clearTrace();
+    nikon().releaseCamera(camera);
+    placeOf(commandTexts(), "1 2 0x0");
+    EXPECT_EQ(nikon().batteryLevel(again), 0) << "closed with it";
+    EXPECT_EQ(nikon().terminateSdk(module()), 0);
+}
+
+TEST_F(NikonCameras, that_were_closed_before_their_module_would_not_be_are_inactive) {
+    const int64_t camera = startCamera();
+    lab().fault("MAIDEntryPoint:2", -117, {{"skip", 1}});
+    EXPECT_EQ(nikon().terminateSdk(module()), 1);
+    EXPECT_EQ(nikon().batteryLevel(camera), 0);
+    const int64_t again = nikon().selectCamera(module(), 0);
+    EXPECT_NE(again, 0);
+    EXPECT_EQ(nikon().batteryLevel(again), 100);
+    nikon().releaseCamera(camera);
+    EXPECT_EQ(nikon().batteryLevel(again), 100) << "the old handle ends nothing of the new one";
+    EXPECT_EQ(nikon().terminateSdk(module()), 0);
+}
+
 TEST_F(NikonCameras, release_tells_the_log_whatever_the_handle) {
     start();
     nikon().releaseCamera(0);
