@@ -47,13 +47,19 @@ private:
 };
 
 /** Modules announce children that have been opened on sight already; one record of each is enough. */
-bool openChild(tagRefObj* parent, int32_t id) {
-    return GetRefChildPtr_ID(parent, id) == nullptr && AddChild(parent, id);
+bool isOpen(const tagRefObj* parent, int32_t id) {
+    return GetRefChildPtr_ID(parent, id) != nullptr;
 }
 
-void openBranch(tagRefObj* parent, int32_t id) {
-    if (!openChild(parent, id)) return;
-    if (tagRefObj* child = GetRefChildPtr_ID(parent, id)) EnumChildrten(child);
+bool openChild(tagRefObj* parent, int32_t id) {
+    return isOpen(parent, id) || AddChild(parent, id);
+}
+
+bool openBranch(tagRefObj* parent, int32_t id) {
+    if (isOpen(parent, id)) return true;
+    if (!AddChild(parent, id)) return false;
+    tagRefObj* child = GetRefChildPtr_ID(parent, id);
+    return child != nullptr && EnumChildrten(child);
 }
 
 bool renewCapabilities(tagRefObj* object) {
@@ -69,7 +75,7 @@ void logChange(uint32_t capability) {
 
 /** What the four kinds of object do differently. */
 struct EventHabits {
-    void (*addChild)(tagRefObj* parent, int32_t id);  // null: has no children
+    bool (*addChild)(tagRefObj* parent, int32_t id);  // null: has no children
     void (*previewAdded)(uint32_t parameter);         // null: not known here
     void (*unknown)(uint32_t event);
 };
@@ -88,7 +94,7 @@ constexpr EventHabits kSourceHabits = {
 };
 
 constexpr EventHabits kItemHabits = {
-    .addChild = [](tagRefObj* parent, int32_t id) { openChild(parent, id); },
+    .addChild = openChild,
     .previewAdded = nullptr,
     .unknown = [](uint32_t) { debug("Detected unknown Event to the Item object.\n"); },
 };
@@ -103,21 +109,14 @@ bool isData(const EventHabits& habits) {
     return habits.addChild == nullptr;
 }
 
-void handle(const EventHabits& habits, tagRefObj* object, uint32_t event, uint32_t parameter) {
-    const auto id = static_cast<int32_t>(parameter);
+bool handleCapChange(const EventHabits& habits, tagRefObj* object, uint32_t parameter) {
+    if (!renewCapabilities(object)) return false;
+    if (isData(habits)) logChange(parameter);
+    return true;
+}
+
+void logEvent(const EventHabits& habits, uint32_t event, uint32_t parameter) {
     switch (event) {
-        case kMaidEventAddChild:
-            if (!isData(habits)) habits.addChild(object, id);
-            break;
-        case kMaidEventRemoveChild:
-            if (!isData(habits)) RemoveChild(object, id);
-            break;
-        case kMaidEventWarmingUp:
-        case kMaidEventWarmedUp:
-            break;
-        case kMaidEventCapChange:
-            if (renewCapabilities(object) && isData(habits)) logChange(parameter);
-            break;
         case kMaidEventOrphanedChildren:
             if (isData(habits)) debug("Event_OrphanedChildren to Data object is not supported.\n");
             break;
@@ -135,17 +134,35 @@ void handle(const EventHabits& habits, tagRefObj* object, uint32_t event, uint32
     }
 }
 
+bool handle(const EventHabits& habits, tagRefObj* object, uint32_t event, uint32_t parameter) {
+    const auto id = static_cast<int32_t>(parameter);
+    switch (event) {
+        case kMaidEventAddChild:
+            return isData(habits) || habits.addChild(object, id);
+        case kMaidEventRemoveChild:
+            return isData(habits) || RemoveChild(object, id);
+        case kMaidEventCapChange:
+            return handleCapChange(habits, object, parameter);
+        case kMaidEventWarmingUp:
+        case kMaidEventWarmedUp:
+            return true;
+        default:
+            logEvent(habits, event, parameter);
+            return true;
+    }
+}
+
 /** Meters and batteries change their values all day, whether or not a picture is on its way. */
 bool isSignOfLife(uint32_t event) {
     return event != kMaidEventCapChangeValueOnly;
 }
 
-void handleEvent(const EventHabits& habits, MaidRef reference, uint32_t event, MaidParam parameter) {
+int32_t handleEvent(const EventHabits& habits, MaidRef reference, uint32_t event, MaidParam parameter) {
     const EventDepth depth;
     tagRefObj* object = findByReference(reference);
-    if (object == nullptr || depth.isTooDeep()) return;
+    if (object == nullptr || depth.isTooDeep()) return 0;
     if (isSignOfLife(event)) noteSignOfLife();
-    handle(habits, object, event, static_cast<uint32_t>(parameter));
+    return handle(habits, object, event, static_cast<uint32_t>(parameter)) ? 1 : 0;
 }
 
 }  // namespace
@@ -192,20 +209,20 @@ int32_t DataProc(MaidRef reference, void* info, void* data) {
     return transfer->take(head, data);
 }
 
-void ModEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
-    handleEvent(kModuleHabits, reference, event, parameter);
+int32_t ModEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
+    return handleEvent(kModuleHabits, reference, event, parameter);
 }
 
-void SrcEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
-    handleEvent(kSourceHabits, reference, event, parameter);
+int32_t SrcEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
+    return handleEvent(kSourceHabits, reference, event, parameter);
 }
 
-void ItmEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
-    handleEvent(kItemHabits, reference, event, parameter);
+int32_t ItmEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
+    return handleEvent(kItemHabits, reference, event, parameter);
 }
 
-void DatEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
-    handleEvent(kDataHabits, reference, event, parameter);
+int32_t DatEventProc(MaidRef reference, uint32_t event, MaidParam parameter) {
+    return handleEvent(kDataHabits, reference, event, parameter);
 }
 
 }  // namespace nikon

@@ -35,10 +35,12 @@ void ReportProgress(const tagRefObj* object, uint32_t done, uint32_t total);
  */
 int32_t DataProc(MaidRef reference, void* info, void* data);
 
-/** Events of the module, a source, an item and a data object. A source's also serves the module. */
-void ModEventProc(MaidRef reference, uint32_t event, MaidParam parameter);
-void SrcEventProc(MaidRef reference, uint32_t event, MaidParam parameter);
-void ItmEventProc(MaidRef reference, uint32_t event, MaidParam parameter);
-void DatEventProc(MaidRef reference, uint32_t event, MaidParam parameter);
+/** Events of the module, a source, an item and a data object. A source's also serves the module. 1 when what
+ *  the event asked for was done, or there was nothing to do; 0 otherwise, also for an object that has gone.
+ */
+int32_t ModEventProc(MaidRef reference, uint32_t event, MaidParam parameter);
+int32_t SrcEventProc(MaidRef reference, uint32_t event, MaidParam parameter);
+int32_t ItmEventProc(MaidRef reference, uint32_t event, MaidParam parameter);
+int32_t DatEventProc(MaidRef reference, uint32_t event, MaidParam parameter);
 
 }  // namespace nikon

@@ -265,8 +265,9 @@ typedef void (*MaidCompletionProc)(NkMAIDObject* object, uint32_t command, uint3
 typedef void (*MaidProgressProc)(uint32_t command, uint32_t param, MaidRef ref, uint32_t done,
                                  uint32_t total);
 
-/* An event of the object whose record `ref` was set with. */
-typedef void (*MaidEventProc)(MaidRef ref, uint32_t event, MaidParam data);
+/* An event of the object whose record `ref` was set with. The answer, 1 or 0, says whether the caller could
+   follow; a module may leave it unread. */
+typedef int32_t (*MaidEventProc)(MaidRef ref, uint32_t event, MaidParam data);
 
 /* Takes one delivery; `data` holds what `info` describes. A negative answer ends the transfer. */
 typedef int32_t (*MaidDataProc)(MaidRef ref, void* info, void* data);

@@ -70,10 +70,10 @@ void FakeObject::hasChildrenList() {
     can(kMaidCapabilityChildren, kMaidCapEnum, kMaidOperationGet | kMaidOperationGetArray);
 }
 
-void FakeObject::raise(uint32_t event, MaidParam parameter) {
+int32_t FakeObject::raise(uint32_t event, MaidParam parameter) {
     const FakeCapability* events = capability(kMaidCapabilityEventProc);
-    if (events == nullptr || events->procedure.proc == nullptr) return;
-    reinterpret_cast<MaidEventProc>(events->procedure.proc)(events->procedure.ref, event, parameter);
+    if (events == nullptr || events->procedure.proc == nullptr) return 0;
+    return reinterpret_cast<MaidEventProc>(events->procedure.proc)(events->procedure.ref, event, parameter);
 }
 
 void FakeObject::progress(uint32_t done, uint32_t total) {

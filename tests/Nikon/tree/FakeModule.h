@@ -45,7 +45,8 @@ struct FakeObject {
     void hasProcedure(uint32_t capability);
     /** The list of its children's ids, as they are then. */
     void hasChildrenList();
-    void raise(uint32_t event, MaidParam parameter);
+    /** What the procedure answered; 0 without one. */
+    int32_t raise(uint32_t event, MaidParam parameter);
     void progress(uint32_t done, uint32_t total);
 };
 

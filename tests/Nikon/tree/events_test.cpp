@@ -170,6 +170,44 @@ TEST_F(EventsTest, OfTheModuleItselfAddAndRemoveSources) {
     EXPECT_EQ(source(), nullptr);
 }
 
+TEST_F(EventsTest, AreAnsweredWithWhatBecameOfThem) {
+    haveWholeTree();
+    FakeObject& module_ = module.root;
+    quietly([&] {
+        EXPECT_EQ(module_.raise(kMaidEventAddChild, 99), 0) << "there is none";
+        EXPECT_EQ(module_.raise(kMaidEventAddChild, kSourceId), 1);
+        EXPECT_EQ(module_.raise(kMaidEventAddChild, kSourceId), 1) << "open already";
+        EXPECT_EQ(fakeItem->raise(kMaidEventRemoveChild, 99), 0);
+        EXPECT_EQ(fakeItem->raise(kMaidEventRemoveChild, kImageId), 1);
+        EXPECT_EQ(fakeItem->raise(kMaidEventAddChild, kImageId), 1);
+        EXPECT_EQ(fakeImage->raise(kMaidEventAddChild, 1), 1) << "ignored";
+        EXPECT_EQ(fakeImage->raise(kMaidEventRemoveChild, 1), 1) << "ignored";
+        EXPECT_EQ(fakeSource->raise(kMaidEventCapChange, 0), 1);
+        EXPECT_EQ(fakeSource->raise(kMaidEventCapChangeValueOnly, 0x8111), 1);
+        EXPECT_EQ(fakeSource->raise(kMaidEventWarmedUp, 0), 1);
+        EXPECT_EQ(fakeSource->raise(0xABC, 0), 1) << "logged, and that is all";
+        EXPECT_EQ(SrcEventProc(nullptr, kMaidEventWarmedUp, 0), 0) << "no object";
+    });
+    module.answer = [](const FakeCall& call) -> std::optional<int32_t> {
+        if (call.command == kMaidCommandAsync) return std::nullopt;
+        return kMaidResultHardwareError;
+    };
+    quietly([&] {
+        EXPECT_EQ(fakeSource->raise(kMaidEventCapChange, 0), 0);
+        EXPECT_EQ(fakeItem->raise(kMaidEventRemoveChild, kImageId), 0) << "it does not close";
+    });
+}
+
+TEST_F(EventsTest, AnAddedChildThatDoesNotTellItsOwnIsNoSuccess) {
+    haveWholeTree();
+    module.answer = [](const FakeCall& call) -> std::optional<int32_t> {
+        if (call.command != kMaidCommandEnumChildren) return std::nullopt;
+        return kMaidResultHardwareError;
+    };
+    quietly([&] { EXPECT_EQ(module.root.raise(kMaidEventAddChild, kSourceId), 0); });
+    EXPECT_NE(source(), nullptr);
+}
+
 TEST_F(EventsTest, ForAnObjectThatHasGoneFindNothing) {
     openWholeTree();
     const MaidRef reference = referenceToProcedure(*fakeImage);
