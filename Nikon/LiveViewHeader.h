@@ -2,7 +2,8 @@
  *
  * Thread: any; plain values.
  * Units:  sizes and positions in pixels: of the live-view picture, or of the whole image where a name says
- * so. The countdown is the camera's own. Errors: nothing is read beyond the frame, however short it is.
+ *         so. The countdown is the camera's own.
+ * Errors: nothing is read beyond the frame, however short it is.
  */
 #pragma once
 

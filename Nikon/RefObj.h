@@ -5,13 +5,13 @@
  * polled, events add children, remove them and replace capability lists. So:
  *   - What GetCapInfo answers is good until the next command.
  *   - A record that is removed loses its entry point, parent, children and camera at once: every command on
- * it fails with kNoEntryPoint. Its memory goes with the innermost CallScope of the thread (or the thread
+ *     it fails with kNoEntryPoint. Its memory goes with the innermost CallScope of the thread (or the thread
  *     itself), so whoever holds the pointer within the same scope can still ask it, and look it up anew.
  *
  * Thread: one at a time for a tree; nothing is locked here.
  * Owns:   a record owns its object record, capability list and array of children, all from malloc. Children
  *         belong to the tree. The root belongs to whoever made it, in memory of any kind; what hangs on it is
- * given up with Close_Module or FreeTree, never by clearing the record: the module may still name it.
+ *         given up with Close_Module or FreeTree, never by clearing the record: the module may still name it.
  */
 #pragma once
 

@@ -24,7 +24,7 @@ inline uint64_t signsOfLife() {
 }
 
 /** Half a minute is several times what a body takes to write a shot to its card: whoever has given no sign
- * for so long has nothing to deliver. */
+ *  for so long has nothing to deliver. */
 constexpr std::chrono::seconds kLongestSilence{30};
 
 /** Looked at again and again during a wait. */

@@ -6,13 +6,14 @@
  * vendor's.
  *
  * Thread: one thread at a time for a module and everything under it. The module works only while it is
- * called: completions, progress, data and events are reported from inside a command, normally
- * kMaidCommandAsync, on the calling thread. A callback may issue further commands. Owns:   object records,
- * capability buffers, enumeration and array storage belong to the caller. What a data or progress callback is
- * shown belongs to the module and ends with the callback. A callback record is copied when it is set. Errors:
- * MaidResult; 0 and 1 (pending) are successes, negative numbers are failures. The completion of an accepted
- * or refused command that names one is called once, with the final result. Units:  file lengths in bytes; a
- * module fills numbers in the machine's own byte order.
+ *         called: completions, progress, data and events are reported from inside a command, normally
+ *         kMaidCommandAsync, on the calling thread. A callback may issue further commands.
+ * Owns:   object records, capability buffers, enumeration and array storage belong to the caller. What a data
+ *         or progress callback is shown belongs to the module and ends with the callback. A callback record
+ *         is copied when it is set.
+ * Units:  file lengths in bytes; a module fills numbers in the machine's own byte order.
+ * Errors: MaidResult; 0 and 1 (pending) are successes, negative numbers are failures. The completion of an
+ *         accepted or refused command that names one is called once, with the final result.
  */
 #pragma once
 
