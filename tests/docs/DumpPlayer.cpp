@@ -19,11 +19,15 @@ constexpr std::array<size_t, 5> kEventInts = {0, 3, 4, 3, 2};
 constexpr size_t kEventIntsOfOthers = 1;  // Nikon and video tell no handle
 constexpr uint8_t kCanonModule = 10;
 
-// A string: the folder of the simulated Nikon modules.
+// Strings: the folder of the simulated Nikon modules, the path of a movie.
 constexpr std::string_view kModules = "{modules}";
+constexpr std::string_view kFilm = "{film}";
+
+// What a block's first line says beside the name of its scenario.
+constexpr std::array<std::string_view, 3> kBlockWords = {"new", "shutdown", "closes"};
 
 bool isName(const std::string& token) {
-    return token.starts_with('{') && !token.starts_with("{now") && token != kModules;
+    return token.starts_with('{') && !token.starts_with("{now") && token != kModules && token != kFilm;
 }
 bool isRun(const std::string& token) {
     return token.starts_with('[');
@@ -65,7 +69,7 @@ Bytes receiveEvent(e2e::RawClient& socket) {
 
 std::string scenarioName(const Block& block) {
     for (const std::string& word : block.info) {
-        if (word != "new" && word != "shutdown") return word;
+        if (std::find(kBlockWords.begin(), kBlockWords.end(), word) == kBlockWords.end()) return word;
     }
     return {};
 }
@@ -95,6 +99,9 @@ void DumpPlayer::play(const Block& block) {
     }
     if (block.has("shutdown")) {
         EXPECT_EQ(helper_->waitForExit(), 0);
+    } else if (block.has("closes")) {
+        calls().expectClosed();
+        calls().close();
     } else {
         calls().expectSilence();
     }
@@ -217,8 +224,15 @@ bool DumpPlayer::match(const std::string& token, const Bytes& bytes, size_t& at,
     return false;
 }
 
+std::string DumpPlayer::film() const {
+    std::string path = folder_.file("film.mov");
+    if (!std::filesystem::exists(path)) e2e::writeFile(path, {1, 2, 3});
+    return path;
+}
+
 Bytes DumpPlayer::bytesOf(const std::string& token) const {
     if (token == kModules) return e2e::Message().text(e2e::simulatedSetPath() + "/nikon").bytes();
+    if (token == kFilm) return e2e::Message().text(film()).bytes();
     if (token.starts_with("{now")) return e2e::Message().int64(momentOf(token)).bytes();
     if (isName(token)) {
         const auto named = names_.find(inner(token));

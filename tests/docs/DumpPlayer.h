@@ -6,7 +6,8 @@
  * or not lab {...}    a command to the camera lab and ends at a "#" that follows a blank. Bytes are pairs of
  * hexadecimal digits; {name} is an int that is captured where it first arrives and must stay the same; [n] is
  * n bytes of any value, n a number or a name; {now+Nms} is a long: the wall clock N milliseconds ahead, in
- * microseconds; {modules} is a string, the folder of the simulated Nikon modules.
+ * microseconds; {modules} is a string, the folder of the simulated Nikon modules; {film} is one, too, the
+ * path of a movie.
  *
  * Thread: one thread at a time.
  * Owns:   the helper, its connections, and the folder in which it works.
@@ -36,7 +37,8 @@ public:
     DumpPlayer(const DumpPlayer&) = delete;
     DumpPlayer& operator=(const DumpPlayer&) = delete;
 
-    /** "new" starts a helper; "shutdown" too, and expects that the block ends it. */
+    /** "new" starts a helper; "shutdown" too, and expects that the block ends it; "closes" expects that the
+     *  helper closes the call connection after it. */
     void play(const Block& block);
     /** The files that the helper has stored where relative paths lead. */
     std::string pictures() const { return folder_.path().string(); }
@@ -54,6 +56,8 @@ private:
     bool match(const std::string& token, const e2e::Bytes& bytes, size_t& at, std::string& why);
     size_t sizeOf(const std::string& token) const;
     e2e::Bytes bytesOf(const std::string& token) const;
+    /** Of a movie in the folder, as far as the simulated toolbox looks at it. */
+    std::string film() const;
 
     std::vector<Block> blocks_;
     std::filesystem::path home_;
