@@ -287,7 +287,7 @@ TEST_F(Usb, traces_requests_with_all_their_fields) {
          0},
         {"ControlRequest",
          {{"requestType", 0xA1}, {"request", 0x81}, {"value", 0x700}, {"index", 0x902}, {"length", 4}},
-         kIOUSBPipeStalled},
+         0xE000404F},
         {"ClearPipeStall", {{"pipe", 1}}, 0},
         {"CloseInterface", Json::object(), 0}};
     ASSERT_EQ(trace.size(), std::size(rows));

@@ -28,6 +28,12 @@ void note(lab::Call& call, const IOUSBDevRequest& request) {
     if (!isRead(request) && request.pData != nullptr) call.bytes("data", request.pData, request.wLength);
 }
 
+/** The trace shows statuses as faults name them: without a sign. */
+IOReturn done(lab::Call& call, IOReturn result) {
+    call.done(static_cast<uint32_t>(result));
+    return result;
+}
+
 }  // namespace
 
 Interface::~Interface() {
@@ -37,25 +43,25 @@ Interface::~Interface() {
 IOReturn Interface::USBInterfaceOpen() {
     lab::Call call("OpenInterface", at_.camera->id());
     if (call.refused()) return call.answer<IOReturn>();
-    return call.done(returnOf(at_.camera->openInterface(at_.link, this)));
+    return done(call, returnOf(at_.camera->openInterface(at_.link, this)));
 }
 
 IOReturn Interface::USBInterfaceClose() {
     lab::Call call("CloseInterface", at_.camera->id());
     if (call.refused()) return call.answer<IOReturn>();
-    return call.done(returnOf(at_.camera->closeInterface(at_.link, this)));
+    return done(call, returnOf(at_.camera->closeInterface(at_.link, this)));
 }
 
 IOReturn Interface::ControlRequest(uint8_t pipeRef, IOUSBDevRequest* request) {
     lab::Call call("ControlRequest", at_.camera->id());
-    if (request == nullptr) return call.done(kIOReturnBadArgument);
+    if (request == nullptr) return done(call, kIOReturnBadArgument);
     note(call, *request);
     if (call.refused()) return call.answer<IOReturn>();
     const IOReturn result = carryOut(pipeRef, *request);
     if (result == kIOReturnSuccess && isRead(*request)) {
         call.bytes("data", request->pData, request->wLenDone);
     }
-    return call.done(result);
+    return done(call, result);
 }
 
 IOReturn Interface::carryOut(uint8_t pipeRef, IOUSBDevRequest& request) {
@@ -73,8 +79,8 @@ IOReturn Interface::ClearPipeStall(uint8_t pipeRef) {
     lab::Call call("ClearPipeStall", at_.camera->id());
     call.number("pipe", pipeRef);
     if (call.refused()) return call.answer<IOReturn>();
-    if (pipeRef > kStatusPipe) return call.done(kIOReturnBadArgument);
-    return call.done(returnOf(at_.camera->checkInterface(at_.link, this)));
+    if (pipeRef > kStatusPipe) return done(call, kIOReturnBadArgument);
+    return done(call, returnOf(at_.camera->checkInterface(at_.link, this)));
 }
 
 }  // namespace bus
