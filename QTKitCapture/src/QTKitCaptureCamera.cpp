@@ -1,6 +1,5 @@
 #include "QTKitCapture/src/QTKitCaptureCamera.h"
 
-#include <new>
 #include <utility>
 
 #include "QTKitCapture/src/QTKitCapture.h"
@@ -68,12 +67,8 @@ Ref<QTKitCaptureCamera> findCamera(jlong handle) {
 }
 
 jlong publishCamera(const Ref<QTKitCaptureCamera>& camera) {
-    const auto destroy = [](void* record) { static_cast<QTKitCameraRecord*>(record)->~QTKitCameraRecord(); };
-    void* memory = handles::allocate(handles::Kind::VideoCamera, sizeof(QTKitCameraRecord), destroy);
-    if (memory == nullptr) return 0;
-    new (memory) QTKitCameraRecord{camera};
-    handles::publish(memory);  // whoever guesses the handle now finds a whole record
-    return static_cast<jlong>(reinterpret_cast<intptr_t>(memory));
+    auto* record = handles::create<QTKitCameraRecord>(handles::Kind::VideoCamera, QTKitCameraRecord{camera});
+    return static_cast<jlong>(reinterpret_cast<intptr_t>(record));
 }
 
 Ref<QTKitCaptureCamera> retireCamera(jlong handle) {

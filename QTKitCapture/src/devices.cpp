@@ -1,6 +1,7 @@
 /* devices.cpp: the list of cameras, their selection and their release. */
 #include <algorithm>
 #include <cstdio>
+#include <mutex>
 #include <new>
 #include <string>
 
@@ -46,12 +47,30 @@ bool isBuiltIn(const QTCaptureDevice& device) {
     return device.localizedDisplayName() == kBuiltInName;
 }
 
-/** An open that succeeds with an error leaves the device open and is told by the log alone. */
+/** A selection that fails after the device was opened leaves it open: hosts try again, and release what they
+ *  get then. A device that nobody holds would close by itself. */
+void leaveOpen(QTCaptureDevice& device) {
+    static std::mutex mutex;
+    const std::lock_guard guard(mutex);
+    try {
+        static auto* const left = new QTCaptureDeviceList;  // never destroyed, like what it holds
+        const auto isIt = [&](const Ref<QTCaptureDevice>& other) { return other.get() == &device; };
+        if (std::none_of(left->begin(), left->end(), isIt)) {
+            left->push_back(Ref<QTCaptureDevice>::share(&device));
+        }
+    } catch (const std::bad_alloc&) {
+        return;  // it closes
+    }
+}
+
+/** An open that succeeds with an error is told by the log alone. */
 bool openDevice(QTCaptureDevice& device) {
     NSError* error = nullptr;
     if (!device.open(&error)) return false;
-    if (error != nullptr) NSLog("error %s", error->description().c_str());
-    return error == nullptr;
+    if (error == nullptr) return true;
+    NSLog("error %s", error->description().c_str());
+    leaveOpen(device);
+    return false;
 }
 
 /** Sound is never captured, not from devices that mix it into the video either. */
@@ -148,6 +167,13 @@ void closeSession(Remains& remains) {
     remains.session = {};
 }
 
+/** For a camera that the host never gets. */
+void dismantle(QTKitCaptureCamera& camera) {
+    NSNotificationCenter::defaultCenter().removeObserver(camera);
+    Remains remains = takeRemains(camera);
+    closeSession(remains);
+}
+
 void freePixels(QTKitCaptureCamera& camera) {
     const std::lock_guard guard(camera.fetchMutex);
     camera.pixels.clear();
@@ -194,12 +220,14 @@ QTKIT_ENTRY(jlong, DoSelectCamera, jint index) {
     const auto camera = Ref<QTKitCaptureCamera>::adopt(new (std::nothrow) QTKitCaptureCamera);
     if (!camera) return 0;
     camera->jThis = (*env)->NewGlobalRef(env, object);
-    // A camera that fails here leaves its device open; it unregisters itself when it goes.
-    if (!buildSession(*camera, *device)) return 0;
+    if (!buildSession(*camera, *device)) {
+        leaveOpen(*device);
+        return 0;  // the camera unregisters itself when it goes
+    }
     camera->mCaptureSession->startRunning();
     if (!isBuiltIn(*device)) attachControls(*camera, *device);
     const jlong handle = publishCamera(camera);
-    if (handle == 0) NSNotificationCenter::defaultCenter().removeObserver(*camera);
+    if (handle == 0) dismantle(*camera);
     return handle;
 }
 

@@ -1,7 +1,9 @@
 // The list of cameras, selection in its order and with its failures, release, and handles.
+#include <cstdlib>
 #include <thread>
 
 #include "QTKitCapture/src/QTKitCaptureCamera.h"
+#include "platform/Handles.h"
 #include "tests/QTKitCapture/CaptureTest.h"
 
 namespace {
@@ -154,6 +156,30 @@ TEST_F(Devices, whose_output_is_refused_stay_open_and_are_not_selected) {
     EXPECT_TRUE(capture().device(0)->isOpen());
     EXPECT_EQ(errOf([] { capture().raise(1203); }), "");
     EXPECT_TRUE(sent().status.empty());
+}
+
+/** From here on nobody gets a handle. */
+void useUpLowMemory() {
+    const auto isThere = [](size_t size) {
+        return handles::allocate(handles::Kind::VideoCamera, size, [](void*) {}) != nullptr;
+    };
+    for (size_t size = 1 << 20; size >= 64; size /= 2) {
+        while (isThere(size)) {
+        }
+    }
+}
+
+TEST_F(Devices, that_no_handle_is_left_for_are_stopped_and_closed) {
+    const auto selectWithoutRoom = [] {
+        useUpLowMemory();
+        const bool isRefused = select() == 0;
+        const Lines calls = capture().calls();
+        const bool isOver = Lines(calls.end() - 2, calls.end()) == Lines{"stopRunning", "close Webcam"};
+        capture().raise(1203);
+        std::_Exit(isRefused && isOver && sent().status.empty() ? 0 : 1);
+    };
+    // In a process of its own: the memory does not come back.
+    EXPECT_EXIT(selectWithoutRoom(), ::testing::ExitedWithCode(0), "");
 }
 
 /* ---- Controls ---- */

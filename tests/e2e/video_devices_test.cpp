@@ -106,6 +106,7 @@ struct Refusal {
     int result;
     const char* log;
     const char* last;  // the last call that is made
+    bool staysOpen;
 };
 
 void PrintTo(const Refusal& row, std::ostream* out) {
@@ -122,6 +123,7 @@ TEST_P(VideoRefusals, leave_no_handle_and_the_next_selection_works) {
     EXPECT_EQ(video().selectCamera(0), 0);
     EXPECT_EQ(lab().trace().back()["call"], row.last);
     EXPECT_TRUE(lab().calls("QTCaptureDevice.close").empty()) << "the device stays as it was opened";
+    EXPECT_EQ(lab().device("video-1")["open"], row.staysOpen);
     EXPECT_TRUE(*row.log == '\0' || helper().out().count(row.log) == 1) << helper().out().text();
     const int64_t camera = video().selectCamera(0);
     EXPECT_NE(camera, 0);
@@ -135,11 +137,11 @@ TEST_P(VideoRefusals, leave_no_handle_and_the_next_selection_works) {
 
 INSTANTIATE_TEST_SUITE_P(
     all, VideoRefusals,
-    ::testing::Values(Refusal{"open", "QTCaptureDevice.open", 0, "", "QTCaptureDevice.open"},
+    ::testing::Values(Refusal{"open", "QTCaptureDevice.open", 0, "", "QTCaptureDevice.open", false},
                       Refusal{"addInput", "QTCaptureSession.addInput", 0, "QTKitCapture: Failed addInput\n",
-                              "QTCaptureSession.addInput"},
+                              "QTCaptureSession.addInput", true},
                       Refusal{"addOutput", "QTCaptureSession.addOutput", 0,
-                              "QTKitCapture: Failed addOutput\n", "QTCaptureSession.addOutput"}),
+                              "QTKitCapture: Failed addOutput\n", "QTCaptureSession.addOutput", true}),
     [](const auto& each) { return std::string(each.param.name); });
 
 TEST_F(VideoDevices, that_open_with_an_error_are_not_selected_and_stay_open) {
