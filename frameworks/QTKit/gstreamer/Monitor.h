@@ -3,7 +3,8 @@
  * The first question waits until the system's devices have been looked through, the later ones are answered
  * from what the monitor knows.
  *
- * Thread: any. Owns: the monitor, for good.
+ * Thread: any.
+ * Owns:   the monitor, for good.
  */
 #pragma once
 

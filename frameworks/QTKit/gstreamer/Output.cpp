@@ -14,14 +14,6 @@ PixelBufferAttributes Output::attributes() const {
     return attributes_;
 }
 
-void Output::setDelegate(QTCaptureDecompressedVideoOutputDelegate* delegate) {
-    // Asked here and not for each frame: nothing of the delegate's is called under the lock.
-    NSObject* object = delegate == nullptr ? nullptr : &delegate->delegateObject();
-    const std::lock_guard guard(mutex_);
-    delegate_ = delegate;
-    delegateObject_ = object;
-}
-
 bool Output::join(const void* session) {
     const std::lock_guard guard(mutex_);
     if (session_ != nullptr && session_ != session) return false;
@@ -32,18 +24,6 @@ bool Output::join(const void* session) {
 void Output::leave(const void* session) {
     const std::lock_guard guard(mutex_);
     if (session_ == session) session_ = nullptr;
-}
-
-std::optional<Delivery> Output::begin() {
-    const std::lock_guard guard(mutex_);
-    if (delegate_ == nullptr || isDelivering_ || !delegateObject_->retainIfAlive()) return std::nullopt;
-    isDelivering_ = true;
-    return Delivery{delegate_, Ref<NSObject>::adopt(delegateObject_)};
-}
-
-void Output::end() {
-    const std::lock_guard guard(mutex_);
-    isDelivering_ = false;
 }
 
 }  // namespace capture

@@ -162,13 +162,13 @@ void Stream::deliver(CVImageBuffer& frame) {
         // Whoever cancels knows that no delivery begins afterwards.
         const std::lock_guard guard(mutex_);
         if (isCancelled_) return;
-        delivery = output_->begin();
+        delivery = output_->slot().begin();
     }
     if (!delivery) return;
     const CallScope scope;
     delivery->delegate->captureOutput_didOutputVideoFrame_withSampleBuffer_fromConnection(
         output_.get(), &frame, nullptr, connection);
-    output_->end();
+    output_->slot().end();
 }
 
 /** The session, if it is still there and still wants to hear of this stream. */

@@ -4,14 +4,16 @@
  * underscores in their order, and the parameters keep that order.
  *
  * Thread: any, unless a call says otherwise. Frames reach the delegate on a thread of the framework, one
- * frame at a time for an output; runtime errors are posted to NSNotificationCenter::defaultCenter() from a
- * thread of the framework. Neither is called while the framework holds a lock of its own, so a delegate may
- * call back, and may wait for a lock that somebody holds who is inside a call of this interface. Owns:
- * objects are reference-counted (platform/Object.h). create… hands the caller a reference; everything else
- *         that is answered is lent: lists and their entries until the thread's innermost CallScope ends, the
- * rest as long as the object that answered it. Units:  pixels, bytes; sizes in attributes are doubles, as the
- * platform has them. Errors: false or null; a call with an NSError slot fills it, lent like a list. Device
- * loss while a session runs is told as a runtime error of code QTErrorDeviceWasDisconnected.
+ *         frame at a time for an output; runtime errors are posted to NSNotificationCenter::defaultCenter()
+ *         from a thread of the framework. Neither is called while the framework holds a lock of its own, so
+ *         a delegate may call back, and may wait for a lock that somebody holds who is inside a call of this
+ *         interface.
+ * Owns:   objects are reference-counted (platform/Object.h). create… hands the caller a reference; everything
+ *         else that is answered is lent: lists and their entries until the thread's innermost CallScope ends,
+ *         the rest as long as the object that answered it.
+ * Units:  pixels, bytes; sizes in attributes are doubles, as the platform has them.
+ * Errors: false or null; a call with an NSError slot fills it, lent like a list. Device loss while a session
+ *         runs is told as a runtime error of code QTErrorDeviceWasDisconnected.
  */
 #pragma once
 

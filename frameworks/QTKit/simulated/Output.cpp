@@ -49,14 +49,6 @@ PixelBufferAttributes Output::attributes() const {
     return attributes_;
 }
 
-void Output::setDelegate(QTCaptureDecompressedVideoOutputDelegate* delegate) {
-    // Asked here and not for each frame: nothing of the delegate's is called under the lock.
-    NSObject* object = delegate == nullptr ? nullptr : &delegate->delegateObject();
-    const std::lock_guard guard(mutex_);
-    delegate_ = delegate;
-    delegateObject_ = object;
-}
-
 bool Output::join(const void* session, const std::string& device) {
     const std::lock_guard guard(mutex_);
     if (session_ != nullptr && session_ != session) return false;
@@ -70,23 +62,6 @@ void Output::leave(const void* session) {
     if (session_ != session) return;
     session_ = nullptr;
     device_.clear();
-}
-
-bool Output::isReady() const {
-    const std::lock_guard guard(mutex_);
-    return delegate_ != nullptr && !isDelivering_;
-}
-
-std::optional<Delivery> Output::begin() {
-    const std::lock_guard guard(mutex_);
-    if (delegate_ == nullptr || isDelivering_ || !delegateObject_->retainIfAlive()) return std::nullopt;
-    isDelivering_ = true;
-    return Delivery{delegate_, Ref<NSObject>::adopt(delegateObject_)};
-}
-
-void Output::end() {
-    const std::lock_guard guard(mutex_);
-    isDelivering_ = false;
 }
 
 }  // namespace capture

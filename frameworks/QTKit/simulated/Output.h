@@ -1,28 +1,22 @@
 /* Output.h: where frames leave a session.
  *
- * Thread: any. The lock is a leaf; the delegate is called without it.
+ * Thread: any. The lock is a leaf.
  * Owns:   the delegate, during each call of it only.
  */
 #pragma once
 
 #include <mutex>
-#include <optional>
 #include <string>
 
+#include "frameworks/QTKit/DelegateSlot.h"
 #include "frameworks/QTKit/simulated/Library.h"
 
 namespace capture {
 
-/** A call of the delegate that may be made, once. */
-struct Delivery {
-    QTCaptureDecompressedVideoOutputDelegate* delegate;
-    Ref<NSObject> keeper;
-};
-
 class Output final : public QTCaptureDecompressedVideoOutput {
 public:
     void setPixelBufferAttributes(const PixelBufferAttributes& attributes) override;
-    void setDelegate(QTCaptureDecompressedVideoOutputDelegate* delegate) override;
+    void setDelegate(QTCaptureDecompressedVideoOutputDelegate* delegate) override { slot_.set(delegate); }
 
     PixelBufferAttributes attributes() const;
 
@@ -30,20 +24,14 @@ public:
     bool join(const void* session, const std::string& device);
     void leave(const void* session);
 
-    /** Whether a frame would be taken at the moment. */
-    bool isReady() const;
-    /** Nothing when there is no delegate, or the one before has not ended. Otherwise end() follows. */
-    std::optional<Delivery> begin();
-    void end();
+    DelegateSlot& slot() { return slot_; }
 
 private:
     ~Output() override = default;
 
+    DelegateSlot slot_;
     mutable std::mutex mutex_;
     PixelBufferAttributes attributes_;  // guarded by mutex_, as all below
-    QTCaptureDecompressedVideoOutputDelegate* delegate_ = nullptr;
-    NSObject* delegateObject_ = nullptr;
-    bool isDelivering_ = false;
     const void* session_ = nullptr;
     std::string device_;  // empty while the session has none
     const Tally tally_{Kind::output};

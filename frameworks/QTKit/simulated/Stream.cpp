@@ -105,7 +105,7 @@ void Stream::deliver() {
 bool Stream::deliver(Feed& feed, uint64_t number, bool isCounted) {
     Output& output = feed.output();
     QTCaptureConnection* connection = input_->pictures();
-    if (connection == nullptr || !output.isReady()) return false;
+    if (connection == nullptr || !output.slot().isReady()) return false;
     Frame* frame = feed.paint(number);
     if (frame == nullptr) return false;
 
@@ -113,17 +113,17 @@ bool Stream::deliver(Feed& feed, uint64_t number, bool isCounted) {
     {
         const std::lock_guard guard(mutex_);
         if (isCancelled_) return false;
-        delivery = output.begin();
+        delivery = output.slot().begin();
         if (!delivery) return false;
         if (!isCounted && !camera_->countFrame(device().link(), frame->format().size)) {
-            output.end();
+            output.slot().end();
             return false;
         }
     }
     const CallScope scope;
     delivery->delegate->captureOutput_didOutputVideoFrame_withSampleBuffer_fromConnection(
         &output, frame, nullptr, connection);
-    output.end();
+    output.slot().end();
     return true;
 }
 
