@@ -5,8 +5,9 @@
  *
  * Thread: any. One interface is used by one thread at a time; two at once may find it open already.
  * Owns:   objects are reference-counted (platform/Object.h). What a call hands out through a pointer, and
- * every object that an iterator's next() answers, is the caller's to release. Units:  lengths in bytes.
- * Requests are filled in the machine's byte order; what `pData` points at is on the wire's (little-endian).
+ *         every object that an iterator's next() answers, is the caller's to release.
+ * Units:  lengths in bytes. Requests are filled in the machine's byte order; what `pData` points at is on
+ *         the wire's (little-endian).
  * Errors: IOReturn; 0 is success. Outputs are untouched on failure.
  * Follows: Universal Serial Bus Specification 2.0, 9.3 (requests); USB Video Class 1.1, 4.2 (class requests).
  */
