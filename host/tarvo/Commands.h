@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "host/tarvo/LiveFiles.h"
 #include "host/tarvo/Options.h"
 
 namespace tarvo {
@@ -72,11 +73,9 @@ int runShoot(const CommonOptions& common, const ShootOptions& options);
 void addShoot(CLI::App& app, Invocation& invocation);
 
 struct LiveOptions {
-    std::string path;    // numbered files; empty: none
-    std::string single;  // one file rewritten; empty: none
-    int frames = 0;      // 0: until Ctrl-C
-    double fps = 0;      // 0: as fast as they come
-    bool isForced = false;
+    LiveTarget target;
+    int frames = 0;  // 0: until Ctrl-C
+    double fps = 0;  // 0: as fast as they come
     bool isZoomed = false;
     std::vector<float> position;  // x, y
 };

@@ -145,10 +145,10 @@ int Tour::saveLiveView() {
     announce("Live view: ten frames, five a second",
              "live --path " + output_ + "/live/live --frames 10 --fps 5");
     LiveOptions live;
-    live.path = output_ + "/live/live";
+    live.target.path = output_ + "/live/live";
     live.frames = 10;
     live.fps = 5;
-    live.isForced = true;
+    live.target.isForced = true;
     return runLive(common_, live);
 }
 
@@ -214,9 +214,9 @@ int Tour::useNikon() {
     announce("Live view of the Nikon: five frames",
              "live --camera nikon --path " + output_ + "/nikon/live --frames 5");
     LiveOptions live;
-    live.path = output_ + "/nikon/live";
+    live.target.path = output_ + "/nikon/live";
     live.frames = 5;
-    live.isForced = true;
+    live.target.isForced = true;
     return runLive(nikon, live);
 }
 

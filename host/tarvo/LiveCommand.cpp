@@ -1,4 +1,4 @@
-#include <filesystem>
+#include <fmt/format.h>
 
 #include "host/client/ErrorText.h"
 #include "host/client/Jpeg.h"
@@ -7,9 +7,9 @@
 #include "host/tarvo/Commands.h"
 #include "host/tarvo/Console.h"
 #include "host/tarvo/ExitStatus.h"
-#include "host/tarvo/FrameFiles.h"
 #include "host/tarvo/FrameSource.h"
 #include "host/tarvo/Interrupt.h"
+#include "host/tarvo/LiveFiles.h"
 #include "host/tarvo/NikonFrames.h"
 
 namespace tarvo {
@@ -67,31 +67,21 @@ private:
 
 class FrameSaver {
 public:
-    FrameSaver(CameraAccess& access, const LiveOptions& options) : access_(access), options_(options) {}
+    FrameSaver(CameraAccess& access, const LiveOptions& options)
+        : access_(access), options_(options), files_(options.target, ".jpg") {}
 
-    int prepare();
+    int prepare() { return files_.prepare("live", options_.frames); }
     int run(FrameSource& source);
 
 private:
     int fetch(FrameSource& source, std::vector<uint8_t>& frame);
-    int store(std::span<const uint8_t> frame);
 
     CameraAccess& access_;  // whose events tell that the camera has gone
     const LiveOptions& options_;
-    FrameFiles files_;
+    LiveFiles files_;
     int count_ = 0;
     bool didWarn_ = false;
 };
-
-int FrameSaver::prepare() {
-    if (options_.path.empty()) return kExitOk;
-    if (auto error = files_.open(options_.path, options_.isForced)) return report(error);
-    const int span = options_.frames > 0 ? options_.frames : 1'000'000;
-    const auto taken = files_.findTaken(1, span);
-    if (taken.empty() || options_.isForced) return kExitOk;
-    complain("{} exists. Choose another --path, or --force to replace it", taken);
-    return kExitFiles;
-}
 
 int FrameSaver::fetch(FrameSource& source, std::vector<uint8_t>& frame) {
     const auto end = Clock::now() + (count_ == 0 ? kFirstFrameLimit : kFrameLimit);
@@ -121,18 +111,6 @@ int FrameSaver::fetch(FrameSource& source, std::vector<uint8_t>& frame) {
     return kExitOk;
 }
 
-int FrameSaver::store(std::span<const uint8_t> frame) {
-    if (!options_.path.empty()) {
-        const auto path = files_.finalPath(count_ + 1, ".jpg");
-        if (auto error = FrameFiles::writeAtomically(path, frame, options_.isForced)) return report(error);
-        say("{}  {} bytes", path.string(), frame.size());
-    }
-    if (!options_.single.empty()) {
-        if (auto error = FrameFiles::writeAtomically(options_.single, frame, true)) return report(error);
-    }
-    return kExitOk;
-}
-
 int FrameSaver::run(FrameSource& source) {
     if (const int status = source.start(); status != kExitOk) return status;
     if (options_.isZoomed) {
@@ -143,7 +121,9 @@ int FrameSaver::run(FrameSource& source) {
     while (options_.frames == 0 || count_ < options_.frames) {
         std::vector<uint8_t> frame;
         int status = fetch(source, frame);
-        if (status == kExitOk) status = store(frame);
+        if (status == kExitOk) {
+            status = files_.store(count_ + 1, frame, fmt::format("{} bytes", frame.size()));
+        }
         if (status == kExitInterrupted) break;
         if (status != kExitOk) return status;
         ++count_;
@@ -163,10 +143,6 @@ int FrameSaver::run(FrameSource& source) {
 }  // namespace
 
 int runLive(const CommonOptions& common, const LiveOptions& options) {
-    if (options.path.empty() && options.single.empty()) {
-        complain("live: say where frames shall go: --path FOLDER/NAME, or --single FILE");
-        return kExitUsage;
-    }
     CameraAccess access;
     FrameSaver saver(access, options);
     if (const int status = saver.prepare(); status != kExitOk) return status;
@@ -183,9 +159,7 @@ int runLive(const CommonOptions& common, const LiveOptions& options) {
 void addLive(CLI::App& app, Invocation& invocation) {
     auto* command = app.add_subcommand("live", "Save live-view frames");
     auto options = std::make_shared<LiveOptions>();
-    command->add_option("--path", options->path, "Folder and beginning of numbered files (NAME0001.jpg)");
-    command->add_option("--single", options->single,
-                        "One file, rewritten with each frame and whole at any moment");
+    addLiveTarget(*command, options->target, ".jpg");
     command->add_option("--frames", options->frames, "End after so many frames; 0: on Ctrl-C")
         ->check(CLI::Range(0, 100'000'000))
         ->capture_default_str();
@@ -200,7 +174,6 @@ void addLive(CLI::App& app, Invocation& invocation) {
         ->expected(2)
         ->check(numberFrom(0.0, 1.2))
         ->needs(zoom);
-    command->add_flag("--force", options->isForced, "Replace files that exist");
     describe(*command,
              "Live view is switched off again at the end, and a Nikon camera's enlargement set back.\n\n"
              "Examples:\n"

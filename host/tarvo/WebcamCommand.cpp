@@ -49,9 +49,7 @@ void addSetup(CLI::App& command, WebcamSetup& setup) {
 void addWebcamLive(CLI::App& webcam, Invocation& invocation) {
     auto* command = webcam.add_subcommand("live", "Save live frames as PNG files");
     auto options = std::make_shared<WebcamLiveOptions>();
-    command->add_option("--path", options->path, "Folder and beginning of numbered files (NAME0001.png)");
-    command->add_option("--single", options->single,
-                        "One file, rewritten with each frame and whole at any moment");
+    addLiveTarget(*command, options->target, ".png");
     command->add_option("--frames", options->frames, "End after so many frames; 0: never")
         ->check(CLI::Range(0, 100'000'000))
         ->capture_default_str();
@@ -61,7 +59,6 @@ void addWebcamLive(CLI::App& webcam, Invocation& invocation) {
     command->add_option("--fps", options->fps, "At most so many frames a second; 0: as fast as they come")
         ->check(numberFrom(0.0, 1000.0))
         ->capture_default_str();
-    command->add_flag("--force", options->isForced, "Replace files that exist");
     addSetup(*command, options->setup);
     describe(*command,
              "Examples:\n"

@@ -1,5 +1,6 @@
 #include "host/tarvo/WebcamPictures.h"
 
+#include <fmt/format.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -24,12 +25,17 @@ bool isFile(const std::string& path) {
     return ::stat(path.c_str(), &there) == 0 && S_ISREG(there.st_mode);
 }
 
+std::string aboutPicture(const VideoFrame& frame, const std::vector<uint8_t>& png) {
+    return fmt::format("{} x {} pixels, {} bytes", frame.width, frame.height, png.size());
+}
+
 /** Takes frames and stores them until there are enough. */
 class FrameTaker {
 public:
-    explicit FrameTaker(const WebcamLiveOptions& options) : options_(options) {}
+    explicit FrameTaker(const WebcamLiveOptions& options)
+        : options_(options), files_(options.target, ".png") {}
 
-    int prepare();
+    int prepare() { return files_.prepare("webcam live", options_.frames); }
     int run(WebcamFrames& frames);
 
 private:
@@ -38,32 +44,15 @@ private:
     bool isOver() const { return options_.seconds > 0 && Clock::now() >= end_; }
 
     const WebcamLiveOptions& options_;
-    FrameFiles files_;
+    LiveFiles files_;
     Clock::time_point end_;
     int count_ = 0;
 };
 
-int FrameTaker::prepare() {
-    if (options_.path.empty()) return kExitOk;
-    if (auto error = files_.open(options_.path, options_.isForced)) return report(error);
-    const int span = options_.frames > 0 ? options_.frames : 1'000'000;
-    const auto taken = files_.findTaken(1, span);
-    if (taken.empty() || options_.isForced) return kExitOk;
-    complain("{} exists. Choose another --path, or --force to replace it", taken);
-    return kExitFiles;
-}
-
 int FrameTaker::store(const VideoFrame& frame) {
     const auto png = encodePng(frame, PngEffort::fast);
     if (!png.ok()) return report(png.error);
-    if (!options_.path.empty()) {
-        const auto path = files_.finalPath(count_ + 1, ".png");
-        if (auto error = FrameFiles::writeAtomically(path, png.value, options_.isForced))
-            return report(error);
-        say("{}  {} x {} pixels, {} bytes", path.string(), frame.width, frame.height, png.value.size());
-    }
-    if (options_.single.empty()) return kExitOk;
-    return report(FrameFiles::writeAtomically(options_.single, png.value, true));
+    return files_.store(count_ + 1, png.value, aboutPicture(frame, png.value));
 }
 
 int FrameTaker::run(WebcamFrames& frames) {
@@ -104,7 +93,7 @@ int storePng(const VideoFrame& frame, const std::string& path, bool mayOverwrite
     const auto png = encodePng(frame, PngEffort::thorough);
     if (!png.ok()) return report(png.error);
     if (auto error = FrameFiles::writeAtomically(path, png.value, mayOverwrite)) return report(error);
-    say("{}  {} x {} pixels, {} bytes", path, frame.width, frame.height, png.value.size());
+    say("{}  {}", path, aboutPicture(frame, png.value));
     return kExitOk;
 }
 
@@ -123,10 +112,6 @@ int runWebcamStill(const CommonOptions& common, const WebcamStillOptions& option
 }
 
 int runWebcamLive(const CommonOptions& common, const WebcamLiveOptions& options) {
-    if (options.path.empty() && options.single.empty()) {
-        complain("webcam live: say where frames shall go: --path FOLDER/NAME, or --single FILE");
-        return kExitUsage;
-    }
     FrameTaker taker(options);
     if (const int status = taker.prepare(); status != kExitOk) return status;
     WebcamAccess access;

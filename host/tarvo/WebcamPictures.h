@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "host/tarvo/LiveFiles.h"
 #include "host/tarvo/WebcamFrames.h"
 #include "host/tarvo/WebcamSettings.h"
 
@@ -30,12 +31,10 @@ struct WebcamStillOptions {
 int runWebcamStill(const CommonOptions& common, const WebcamStillOptions& options);
 
 struct WebcamLiveOptions {
-    std::string path;    // numbered files; empty: none
-    std::string single;  // one file rewritten; empty: none
+    LiveTarget target;
     int frames = 0;      // 0: any number
     double seconds = 0;  // 0: any time
     double fps = 0;      // 0: as fast as they come
-    bool isForced = false;
     WebcamSetup setup;
 };
 int runWebcamLive(const CommonOptions& common, const WebcamLiveOptions& options);
