@@ -23,6 +23,7 @@ test_packages=(
   libgtest-dev libbenchmark-dev
   clang-format clang-tidy
   xvfb xdotool x11-utils  # windows without a display
+  sway wtype              # the same on Wayland
   ffmpeg                  # looks at exported movies with eyes of its own
   python3 git
 )
