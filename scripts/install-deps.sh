@@ -24,6 +24,7 @@ test_packages=(
   clang-format clang-tidy
   xvfb xdotool x11-utils  # windows without a display
   sway wtype              # the same on Wayland
+  dbus-daemon at-spi2-core  # what a screen reader finds in them
   ffmpeg                  # looks at exported movies with eyes of its own
   python3 git
 )

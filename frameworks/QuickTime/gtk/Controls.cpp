@@ -6,6 +6,27 @@ namespace {
 constexpr int kRowSpacing = 6;
 constexpr int kColumnSpacing = 12;
 constexpr int kLabelWidth = 136;
+constexpr const char* kNameKey = "tarvo-name";
+
+std::string withoutKey(std::string text) {
+    std::erase(text, '_');
+    return text;
+}
+
+/** A screen reader stops at the button in a list, not at the list, and GTK 4.8 calls that by its type. */
+void nameButtonOf(GtkDropDown* list, GParamSpec* /*property*/, gpointer /*nothing*/) {
+    GtkWidget* const button = gtk_widget_get_first_child(GTK_WIDGET(list));
+    gpointer const chosen = gtk_drop_down_get_selected_item(list);
+    if (button == nullptr || !GTK_IS_STRING_OBJECT(chosen)) return;
+    const auto* const name = static_cast<const char*>(g_object_get_data(G_OBJECT(list), kNameKey));
+    nameControl(button, std::string(name) + ": " + gtk_string_object_get_string(GTK_STRING_OBJECT(chosen)));
+}
+
+void nameList(GtkDropDown* list, const std::string& name) {
+    g_object_set_data_full(G_OBJECT(list), kNameKey, g_strdup(name.c_str()), g_free);
+    g_signal_connect(list, "notify::selected-item", G_CALLBACK(nameButtonOf), nullptr);
+    nameButtonOf(list, nullptr, nullptr);
+}
 
 }  // namespace
 
@@ -20,6 +41,7 @@ void Rows::add(const char* label, GtkWidget* control, GtkWidget* right) {
     gtk_label_set_xalign(GTK_LABEL(text), 0);
     gtk_accessible_update_relation(GTK_ACCESSIBLE(control), GTK_ACCESSIBLE_RELATION_LABELLED_BY, text,
                                    nullptr, -1);
+    if (GTK_IS_DROP_DOWN(control)) nameList(GTK_DROP_DOWN(control), withoutKey(label));
     add(text, right);
 }
 
@@ -31,8 +53,9 @@ void Rows::add(GtkWidget* left, GtkWidget* right) {
     ++count_;
 }
 
-void nameControl(GtkWidget* control, const char* name) {
-    gtk_accessible_update_property(GTK_ACCESSIBLE(control), GTK_ACCESSIBLE_PROPERTY_LABEL, name, -1);
+void nameControl(GtkWidget* control, const std::string& name) {
+    gtk_accessible_update_property(GTK_ACCESSIBLE(control), GTK_ACCESSIBLE_PROPERTY_LABEL,
+                                   withoutKey(name).c_str(), -1);
 }
 
 GtkWidget* makeNumber(double least, double most, double step, double value) {

@@ -32,8 +32,9 @@ private:
     int count_ = 0;
 };
 
-/** Names a control for screen readers; labels that are added by Rows do so by themselves. */
-void nameControl(GtkWidget* control, const char* name);
+/** Names a control for screen readers; labels that are added by Rows do so by themselves. An underscore
+ * before the control's key is left out. */
+void nameControl(GtkWidget* control, const std::string& name);
 
 GtkWidget* makeNumber(double least, double most, double step, double value);
 

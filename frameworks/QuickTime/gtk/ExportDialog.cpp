@@ -125,6 +125,8 @@ GtkWidget* ExportDialog::makeSummary() {
 
 GtkWidget* ExportDialog::makeButtons() {
     cancel_ = gtk_button_new_with_mnemonic("C_ancel");
+    // It goes by its label's text, which has no underscore; GTK 4.8 gives it a name with one besides.
+    gtk_accessible_reset_property(GTK_ACCESSIBLE(cancel_), GTK_ACCESSIBLE_PROPERTY_LABEL);
     accept_ = gtk_button_new_with_label("OK");
     gtk_widget_add_css_class(accept_, "suggested-action");
     GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, kSpacing);

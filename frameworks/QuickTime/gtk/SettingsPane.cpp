@@ -32,6 +32,7 @@ uint32_t numberIn(GtkWidget* number) {
 GtkWidget* makeSwitch(const char* label, bool isActive) {
     GtkWidget* const button = gtk_check_button_new_with_mnemonic(label);
     gtk_check_button_set_active(GTK_CHECK_BUTTON(button), isActive);
+    nameControl(button, label);  // GTK 4.8 tells the underscore, too
     return button;
 }
 
