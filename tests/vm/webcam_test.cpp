@@ -36,6 +36,17 @@ protected:
         return sets;
     }
     size_t logged(const std::string& text) { return said("] CameraControl " + text); }
+    /** How many descriptors of video nodes the helper has. */
+    static int openNodes() {
+        namespace fs = std::filesystem;
+        std::error_code gone;  // meanwhile
+        int count = 0;
+        for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(helper().pid()) + "/fd")) {
+            const std::string target = fs::read_symlink(entry.path(), gone).string();
+            count += target.starts_with("/dev/video") ? 1 : 0;
+        }
+        return count;
+    }
 
 private:
     Webcam webcam_;
@@ -155,6 +166,7 @@ TEST_F(HardwareWebcam, can_be_selected_again_after_its_release) {
         awaitFrame(camera, {640, 480});
         release(camera);
     }
+    EXPECT_TRUE(eventually([] { return openNodes() == 0; })) << openNodes() << " are still open";
     // The driver lets another program have it.
     outputOf("v4l2-ctl -d " + captureNodes().at(0) + " --stream-mmap --stream-count=1 2>&1");
 }

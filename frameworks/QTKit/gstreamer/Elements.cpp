@@ -116,7 +116,7 @@ GstElement* addSink(Chain& chain) {
 Failure makeElements(GstElement* source, const Choice& choice, std::optional<FrameSize> size, Elements& out) {
     out.pipeline.reset(GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new(nullptr))));
     Chain chain(out.pipeline.get());
-    chain.add(source, "source for the device");
+    out.source = chain.add(source, "source for the device");
     chain.addCaps(capsOf(choice).get());
     // Pictures that build on each other are only dropped when they are whole.
     if (choice.coding != Coding::H264) addQueue(chain);

@@ -14,7 +14,9 @@ namespace capture {
 
 struct Elements {
     Held<GstElement> pipeline;
-    GstElement* sink = nullptr;  // the application's, in the pipeline
+    // In the pipeline:
+    GstElement* source = nullptr;
+    GstElement* sink = nullptr;  // the application's
 };
 
 /** V4L2's source for a node; null when GStreamer has none. */

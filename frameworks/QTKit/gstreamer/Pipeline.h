@@ -41,6 +41,7 @@ private:
     std::optional<Trouble> waitForEnd();
     std::optional<Trouble> whatHappened();
     bool hasFrames();
+    bool hasNodeFrames();
 
     const std::shared_ptr<const Webcam> webcam_;
     const std::optional<FrameSize> size_;
@@ -51,6 +52,7 @@ private:
     std::condition_variable changed_;
     bool isStopped_ = false;  // guarded by mutex_, as below
     bool hasFrames_ = false;
+    bool hasNodeFrames_ = false;      // frames that lie in the source's own memory
     std::optional<Trouble> trouble_;  // the first there was
 };
 
