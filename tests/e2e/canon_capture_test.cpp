@@ -102,6 +102,15 @@ TEST_F(CanonCapture, announces_capacity_once_and_again_after_a_failure) {
     EXPECT_EQ(announced(), 2u);
 }
 
+TEST_F(CanonCapture, announces_capacity_once_even_when_the_camera_refuses_it) {
+    const int32_t handle = startSession();
+    lab().clearTrace();
+    lab().fault("EdsSetCapacity", 0x81);
+    EXPECT_EQ(canon().preCapture(handle, picturePath("a")), 0);
+    EXPECT_EQ(canon().preCapture(handle, picturePath("a")), 0);
+    EXPECT_EQ(lab().calls("EdsSetCapacity").size(), 1u);
+}
+
 TEST_F(CanonCapture, announces_capacity_by_itself_without_being_prepared) {
     const int32_t handle = startSession();
     lab().clearTrace();
@@ -178,6 +187,15 @@ TEST_F(CanonCapture, takes_the_preview_back_in_live_view_and_restores_it_after_t
     lab().fault("EdsSendCommand", 0x81);
     EXPECT_EQ(canon().capture(handle, picturePath("a")), -1);
     EXPECT_EQ(writes(kEvfDofPreview).size(), 3u);
+}
+
+TEST_F(CanonCapture, takes_back_no_preview_that_is_off_already) {
+    const int32_t handle = startSession();
+    ASSERT_EQ(canon().startLiveView(handle), 0);
+    lab().clearTrace();
+    EXPECT_EQ(canon().preCapture(handle, picturePath("a")), 0);
+    EXPECT_EQ(canon().capture(handle, picturePath("a")), 0);
+    EXPECT_TRUE(writes(kEvfDofPreview).empty());
 }
 
 TEST_F(CanonCapture, leaves_the_preview_alone_without_live_view) {

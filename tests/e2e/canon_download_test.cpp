@@ -21,6 +21,26 @@ protected:
     /** Calls of the library during the download, without the reads and writes of its progress. */
     Names calls() { return lab().callNames({"EdsSetPropertyData", "EdsGetPropertyData"}); }
 
+    std::vector<int32_t> offered(size_t files) {
+        std::vector<int32_t> items;
+        while (items.size() < files) {
+            const Event event = events().waitFor(kObjectEvent, kRequestTransfer);
+            if (event.values.empty()) break;
+            items.push_back(event.last());
+        }
+        return items;
+    }
+
+    /** What a pair's progress says at the ends of its files, whatever it says in between. */
+    static std::vector<int32_t> ends(const std::vector<int32_t>& progress) {
+        std::vector<int32_t> found;
+        for (const int32_t percent : progress) {
+            const bool isEnd = percent % 50 == 0 || percent % 50 == 49;
+            if (isEnd && (found.empty() || found.back() != percent)) found.push_back(percent);
+        }
+        return found;
+    }
+
     /** The host hears that the picture was lost. */
     void expectCaptureError(int32_t handle) {
         const Event event = events().waitFor(kStateEvent, kCaptureErrorEvent);
@@ -125,6 +145,28 @@ TEST_F(CanonDownload, of_a_pair_reports_one_progress_over_both) {
     EXPECT_EQ(second.back(), 100);
 }
 
+TEST_F(CanonDownload, of_every_shot_begins_to_count_anew) {
+    const std::vector<int32_t> wholePair = {0, 49, 50, 99, 100};
+    const int32_t handle =
+        startSession(cameraWith({madeUpFile("IMG_0001.CR2", 10), madeUpFile("IMG_0001.JPG", 10)}));
+    const auto fetch = [&](const std::vector<int32_t>& items) {
+        events().forget();
+        for (const int32_t item : items) {
+            EXPECT_EQ(canon().download(handle, item), 0);
+        }
+        events().collectUntilSilent();
+        return ends(events().progress());
+    };
+    EXPECT_EQ(fetch(shoot(handle, picturePath("a"), 2)), wholePair);
+    // Released without being prepared once more: the files are still two.
+    EXPECT_EQ(canon().capture(handle, picturePath("b")), 0);
+    EXPECT_EQ(fetch(offered(2)), wholePair);
+    // Prepared, and released by hand.
+    EXPECT_EQ(canon().preCapture(handle, picturePath("c")), 0);
+    lab().press("canon-1");
+    EXPECT_EQ(fetch(offered(2)), wholePair);
+}
+
 TEST_F(CanonDownload, of_a_file_more_than_expected_still_comes_to_its_end) {
     // The quality promises one file, the camera offers two: 100 comes with the first.
     const int32_t handle =
@@ -133,8 +175,14 @@ TEST_F(CanonDownload, of_a_file_more_than_expected_still_comes_to_its_end) {
     const std::vector<int32_t> items = shoot(handle, picturePath("a"), 2);
     ASSERT_EQ(items.size(), 2u);
     EXPECT_EQ(canon().download(handle, items[0]), 0);
+    events().collectUntilSilent();
+    events().forget();
     EXPECT_EQ(canon().download(handle, items[1]), 0);
     EXPECT_EQ(pictures().names(), (Names{"a.cr2", "a.jpg"}));
+    // The end of the transfer is told, and no end of the shot once more.
+    events().collectUntilSilent();
+    const std::vector<int32_t> progress = events().progress();
+    EXPECT_EQ(std::count(progress.begin(), progress.end(), 100), 1);
 }
 
 struct CameraName {
@@ -256,6 +304,19 @@ TEST_F(CanonDownload, to_a_path_that_is_no_text_is_refused) {
     helper().waitForOut("CanonEds: Could not create filePath\nCanonEds: Download error 0x3E9\n");
     expectCaptureError(handle);
     EXPECT_EQ(canon().download(handle, item), -1);
+}
+
+TEST_F(CanonDownload, to_a_path_that_is_no_text_does_not_count) {
+    const int32_t handle =
+        startSession(cameraWith({madeUpFile("IMG_0001.CR2", 10), madeUpFile("IMG_0001.JPG", 10)}));
+    const std::vector<int32_t> items = shoot(handle, picturePath("bad-\xFF"), 2);
+    ASSERT_EQ(items.size(), 2u);
+    events().forget();
+    for (const int32_t item : items) {
+        EXPECT_EQ(canon().download(handle, item), 1001);
+    }
+    events().collectUntilSilent();
+    EXPECT_EQ(events().progress(), (std::vector<int32_t>{0, 0}));
 }
 
 TEST_F(CanonDownload, of_the_second_file_ends_at_100_although_the_first_was_lost) {
