@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
-#include <chrono>
+#include <cstdio>
 #include <string>
 #include <thread>
 
@@ -63,6 +64,89 @@ TEST(CanonWorkerThread, EndsAtTheQuitKindWhateverTheClass) {
     ReleaseEvent(quit);
     worker.join();
     EXPECT_TRUE(hasEnded);
+}
+
+/** What is written to standard output, as it is written. */
+class StandardOutput {
+public:
+    StandardOutput() {
+        std::fflush(stdout);
+        kept_ = dup(STDOUT_FILENO);
+        EXPECT_EQ(pipe(ends_), 0);
+        dup2(ends_[1], STDOUT_FILENO);
+    }
+    ~StandardOutput() {
+        std::fflush(stdout);
+        dup2(kept_, STDOUT_FILENO);
+        for (const int descriptor : {kept_, ends_[0], ends_[1]}) {
+            close(descriptor);
+        }
+    }
+    StandardOutput(const StandardOutput&) = delete;
+    StandardOutput& operator=(const StandardOutput&) = delete;
+
+    void readUntil(const std::string& end) const {
+        std::string text;
+        char next = 0;
+        while (!text.ends_with(end) && read(ends_[0], &next, 1) == 1) {
+            text += next;
+        }
+    }
+
+private:
+    int kept_ = -1;
+    int ends_[2] = {-1, -1};
+};
+
+std::atomic<bool> isHeldUp{false};
+std::atomic<bool> mayGoOn{false};
+std::atomic<int> servedBehind{0};
+
+OSStatus holdUp(EventHandlerCallRef, EventRef, void*) {
+    isHeldUp = true;
+    while (!mayGoOn) {
+        std::this_thread::yield();
+    }
+    return noErr;
+}
+
+OSStatus count(EventHandlerCallRef, EventRef, void*) {
+    ++servedBehind;
+    return noErr;
+}
+
+void post(uint32_t kind) {
+    EventRef event = nullptr;
+    ASSERT_EQ(CreateEvent(nullptr, fourCC("test"), kind, 0, 0, &event), noErr);
+    EXPECT_EQ(PostEventToQueue(queueOfTheLoop, event, kEventPriorityStandard), noErr);
+    ReleaseEvent(event);
+}
+
+TEST(CanonWorkerThread, EndsBeforeTheEventsThatWait) {
+    constexpr EventTypeSpec kHoldUp = {fourCC("test"), 1};
+    constexpr EventTypeSpec kCount = {fourCC("test"), 2};
+    InstallEventHandler(GetEventDispatcherTarget(), holdUp, 1, &kHoldUp, nullptr, nullptr);
+    InstallEventHandler(GetEventDispatcherTarget(), count, 1, &kCount, nullptr, nullptr);
+    queueOfTheLoop = nullptr;
+    std::thread worker([] {
+        queueOfTheLoop = GetCurrentEventQueue();
+        TarvoCanonThreadFunction(nullptr);
+    });
+    while (queueOfTheLoop.load() == nullptr) {
+        std::this_thread::yield();
+    }
+    post(1);
+    while (!isHeldUp) {
+        std::this_thread::yield();
+    }
+    post(2);
+    const StandardOutput output;
+    std::thread host([] { EXPECT_EQ(Mac_TerminateSDK(), 0); });
+    output.readUntil("PostEventToQueue status 0x0\n");
+    mayGoOn = true;
+    worker.join();
+    host.join();
+    EXPECT_EQ(servedBehind, 0);
 }
 
 }  // namespace

@@ -67,14 +67,16 @@ TEST_F(CanonEvents, of_progress_are_14_bytes) {
 }
 
 TEST_F(CanonEvents, of_other_objects_release_them) {
-    startSession();
-    events();
+    const int32_t handle = startSession();
+    const int32_t item = shoot(handle, picturePath("a")).at(0);
     lab().clearTrace();
     raise({{"kind", "object"}, {"event", 0x204}});
     const Event event = events().waitFor(kObjectEvent, 0x204);
-    if (event.last() != 0) lab().waitForCalls("EdsRelease");
-    helper().waitForOut("CanonEds: In handleObjectEvent 0x204\n");
-    EXPECT_TRUE(lab().calls("EdsRelease").size() == (event.last() != 0 ? 1u : 0u));
+    EXPECT_NE(event.last(), 0);
+    lab().waitForCalls("EdsRelease");
+    EXPECT_EQ(lab().calls("EdsRelease").at(0)["args"]["object"], "directoryItem");
+    EXPECT_EQ(canon().download(handle, event.last()), -1) << "it was only told of";
+    EXPECT_EQ(canon().download(handle, item), 0) << "the one that waits is another";
 }
 
 TEST_F(CanonEvents, of_a_picture_keep_it_alive_for_the_download) {

@@ -6,6 +6,9 @@
 namespace e2e {
 namespace {
 
+/** As long as the test lasts, for whoever is held up. */
+constexpr std::chrono::milliseconds kNever{3600000};
+
 class CanonLibrary : public CanonTest {
 protected:
     /** A camera's event reaches the host. */
@@ -47,6 +50,32 @@ TEST_F(CanonLibrary, is_ready_when_the_start_is_answered) {
     lab().delay("EdsInitializeSDK", std::chrono::milliseconds(700));
     EXPECT_EQ(canon().initializeSdk(), 0);
     EXPECT_EQ(canon().cameraList().size(), 1u);
+}
+
+TEST_F(CanonLibrary, that_does_not_get_ready_is_waited_for_ten_seconds) {
+    start();
+    lab().delay("EdsInitializeSDK", kNever);
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(canon().initializeSdk(), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
+    EXPECT_TRUE(lab().calls("EdsInitializeSDK").empty()) << "not done yet";
+    // From here on it counts as started.
+    EXPECT_TRUE(canon().cameraList().empty());
+    EXPECT_EQ(lab().calls("EdsGetCameraList").size(), 1u);
+}
+
+TEST_F(CanonLibrary, whose_thread_does_not_end_is_waited_for_ten_seconds) {
+    const int32_t handle = startSession();
+    shoot(handle, picturePath("a"));
+    // The thread is held up in an event that gives its object back.
+    lab().delay("EdsRelease", kNever);
+    lab().must({{"cmd", "event"}, {"id", "canon-1"}, {"kind", "object"}, {"event", 0x204}});
+    helper().waitForOut("CanonEds: In handleObjectEvent 0x204\n");
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(canon().terminateSdk(), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
+    EXPECT_TRUE(lab().calls("EdsTerminateSDK").empty());
+    EXPECT_EQ(canon().getSetting(handle, kSaveTo), 2) << "the library runs on";
 }
 
 TEST_F(CanonLibrary, reports_no_failure_of_its_start) {

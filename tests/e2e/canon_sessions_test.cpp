@@ -184,6 +184,21 @@ TEST_F(CanonSessions, that_fail_to_open_leave_their_handlers_and_events_do_no_ha
     EXPECT_EQ(events().waitFor(kStateEvent, 0x303).handle(), handle);
 }
 
+TEST_F(CanonSessions, opened_twice_hear_of_no_more_events_and_leave_no_picture_behind) {
+    const int32_t handle = startSession();
+    const int32_t reference = canon().cameraList().at(0);
+    events();
+    EXPECT_EQ(canon().openSession(reference), 0) << "the camera has a session already";
+    lab().clearTrace();
+    // What comes now is for the record of the second opening, which is gone.
+    EXPECT_EQ(canon().preCapture(handle, picturePath("a")), 0);
+    EXPECT_EQ(canon().capture(handle, picturePath("a")), 0);
+    lab().waitForCalls("EdsRelease");
+    EXPECT_EQ(lab().calls("EdsRelease").at(0)["args"]["object"], "directoryItem");
+    events().socket().expectSilence();
+    EXPECT_EQ(canon().getSetting(handle, kSaveTo), 2);
+}
+
 struct OpenResult {
     int64_t status;
     bool legacy;

@@ -112,7 +112,11 @@ TEST_F(CanonSettings, are_polled_until_the_camera_has_taken_them) {
     EXPECT_TRUE(canon().setSetting(handle, kIso, 0x50));
     EXPECT_EQ(helper().out().count("CanonEds: SetProperty i="), 3u);
     EXPECT_EQ(helper().out().count(", id=0x402, set to 80 -> 72\n"), 3u);
-    EXPECT_EQ(lab().calls("EdsGetPropertyData").size(), 5u);
+    const std::vector<Json> reads = lab().calls("EdsGetPropertyData");
+    ASSERT_EQ(reads.size(), 5u);
+    for (size_t i = 2; i < reads.size(); ++i) {
+        EXPECT_GE(reads[i]["us"].get<int64_t>() - reads[i - 1]["us"].get<int64_t>(), 10000) << "no pause";
+    }
 }
 
 TEST_F(CanonSettings, that_the_camera_never_takes_are_polled_200_times_and_count_as_set) {
@@ -146,6 +150,16 @@ TEST_F(CanonSettings, for_depth_of_field_preview_are_always_written) {
     EXPECT_TRUE(canon().setSetting(handle, kEvfDofPreview, 1));
     EXPECT_TRUE(canon().setSetting(handle, kEvfDofPreview, 1));
     EXPECT_EQ(writes(kEvfDofPreview).size(), 3u);
+}
+
+TEST_F(CanonSettings, for_depth_of_field_preview_that_the_camera_refused_are_not_remembered) {
+    const int32_t handle = sessionWith(property(kEvfDofPreview, 9, 0));
+    lab().fault("EdsSetPropertyData", 0x81, {{"property", kEvfDofPreview}});
+    EXPECT_FALSE(canon().setSetting(handle, kEvfDofPreview, 1));
+    lab().clearTrace();
+    EXPECT_EQ(canon().startLiveView(handle), 0);
+    ASSERT_EQ(writes(kEvfDofPreview).size(), 1u) << "ended, and not put back";
+    EXPECT_EQ(writes(kEvfDofPreview)[0]["args"]["data"], "00000000");
 }
 
 // ---- the shutter speed is put in again at the next progress report ----------------------------------------
