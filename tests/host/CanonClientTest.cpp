@@ -3,58 +3,27 @@
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 
-#include <future>
-
-#include "tests/host/FakeHelper.h"
+#include "tests/host/ClientDialogue.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using fake::Bytes;
+using fake::kPatient;
 using tarvo::CallConnection;
 using tarvo::CanonClient;
 using tarvo::Failure;
 
-constexpr auto kPatient = 20s;
 constexpr auto kShort = 100ms;
 
-// A connection to a server that answers each call with the next reply, and keeps what it was asked.
-class Dialogue {
-public:
-    Dialogue(size_t requestSize, Bytes reply, bool trickles = false)
-        : helper_([=, this](fake::Peer& peer) {
-              asked_.set_value(peer.read(requestSize));
-              if (trickles) {
-                  peer.trickle(reply);
-              } else {
-                  peer.write(reply);
-              }
-          }) {
-        EXPECT_FALSE(connection_.open(helper_.port(), kPatient));
-        client_.setLimit(kPatient);
-    }
-    CanonClient& client() { return client_; }
-    CallConnection& connection() { return connection_; }
-    Bytes asked() { return asked_.get_future().get(); }
+constexpr uint8_t kModuleByte = 10;
 
-private:
-    std::promise<Bytes> asked_;
-    fake::FakeHelper helper_;
-    CallConnection connection_;
-    CanonClient client_{connection_};
-};
+using Dialogue = fake::Dialogue<CanonClient>;
+using MethodCase = fake::MethodCase<CanonClient>;
 
 Bytes answer(uint8_t method, const Bytes& result) {
-    return fake::join({{10, method, 10, method}, result});
+    return fake::answerOf(kModuleByte, method, result);
 }
-
-struct MethodCase {
-    const char* name;
-    uint8_t method;
-    Bytes arguments;
-    Bytes result;
-    std::function<void(CanonClient& client)> callAndCheck;
-};
 
 // What travels for each of the 24 calls, written out by hand.
 std::vector<MethodCase> allMethods() {
@@ -147,22 +116,11 @@ std::vector<MethodCase> allMethods() {
 TEST(CanonClient, SendsAndReadsEveryCall) {
     const auto methods = allMethods();
     ASSERT_EQ(methods.size(), 24U);
-    for (const auto& method : methods) {
-        SCOPED_TRACE(method.name);
-        const Bytes request = fake::join({{10, method.method}, method.arguments});
-        Dialogue dialogue(request.size(), answer(method.method, method.result));
-        method.callAndCheck(dialogue.client());
-        EXPECT_TRUE(dialogue.connection().isOpen());
-        EXPECT_EQ(dialogue.asked(), request);
-    }
+    fake::expectCalls(kModuleByte, methods);
 }
 
 TEST(CanonClient, PutsAnswersTogetherThatComeByteByByte) {
-    for (const auto& method : allMethods()) {
-        SCOPED_TRACE(method.name);
-        Dialogue dialogue(2 + method.arguments.size(), answer(method.method, method.result), true);
-        method.callAndCheck(dialogue.client());
-    }
+    fake::expectAnswersByteByByte(kModuleByte, allMethods());
 }
 
 // A call whose result has every shape, by a client of any state.

@@ -2,57 +2,29 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <future>
-
-#include "tests/host/FakeHelper.h"
+#include "tests/host/ClientDialogue.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using fake::Bytes;
+using fake::kPatient;
 using tarvo::CallConnection;
 using tarvo::Failure;
 using tarvo::NikonClient;
 
-constexpr auto kPatient = 20s;
 constexpr auto kShort = 100ms;
 constexpr int64_t kModule = 0x7F0012345678;
 constexpr int64_t kCamera = -0x7FFFEDCC;  // a handle may have its highest bits set
 
-// A connection to a server that takes one call and answers it.
-class Dialogue {
-public:
-    Dialogue(size_t requestSize, Bytes reply, bool trickles = false)
-        : helper_([=, this](fake::Peer& peer) {
-              asked_.set_value(peer.read(requestSize));
-              trickles ? peer.trickle(reply) : peer.write(reply);
-          }) {
-        EXPECT_FALSE(connection_.open(helper_.port(), kPatient));
-        client_.setLimit(kPatient);
-    }
-    NikonClient& client() { return client_; }
-    CallConnection& connection() { return connection_; }
-    Bytes asked() { return asked_.get_future().get(); }
+constexpr uint8_t kModuleByte = 20;
 
-private:
-    std::promise<Bytes> asked_;
-    fake::FakeHelper helper_;
-    CallConnection connection_;
-    NikonClient client_{connection_};
-};
+using Dialogue = fake::Dialogue<NikonClient>;
+using MethodCase = fake::MethodCase<NikonClient>;
 
 Bytes answer(uint8_t method, const Bytes& result) {
-    return fake::join({{20, method, 20, method}, result});
+    return fake::answerOf(kModuleByte, method, result);
 }
-
-struct MethodCase {
-    const char* name;
-    uint8_t method;
-    Bytes arguments;
-    Bytes result;
-    std::function<void(NikonClient& client)> callAndCheck;
-};
 
 // What travels for each of the 23 calls, written out by hand.
 std::vector<MethodCase> allMethods() {
@@ -136,22 +108,11 @@ std::vector<MethodCase> allMethods() {
 TEST(NikonClient, SendsAndReadsEveryCall) {
     const auto methods = allMethods();
     ASSERT_EQ(methods.size(), 23U);
-    for (const auto& method : methods) {
-        SCOPED_TRACE(method.name);
-        const Bytes request = fake::join({{20, method.method}, method.arguments});
-        Dialogue dialogue(request.size(), answer(method.method, method.result));
-        method.callAndCheck(dialogue.client());
-        EXPECT_TRUE(dialogue.connection().isOpen());
-        EXPECT_EQ(dialogue.asked(), request);
-    }
+    fake::expectCalls(kModuleByte, methods);
 }
 
 TEST(NikonClient, PutsAnswersTogetherThatComeByteByByte) {
-    for (const auto& method : allMethods()) {
-        SCOPED_TRACE(method.name);
-        Dialogue dialogue(2 + method.arguments.size(), answer(method.method, method.result), true);
-        method.callAndCheck(dialogue.client());
-    }
+    fake::expectAnswersByteByByte(kModuleByte, allMethods());
 }
 
 TEST(NikonClient, TellsThatTheConnectionIsLostInsideAListOfTexts) {

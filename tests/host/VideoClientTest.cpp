@@ -3,56 +3,29 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
-#include <future>
 #include <limits>
 
-#include "tests/host/FakeHelper.h"
+#include "tests/host/ClientDialogue.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using fake::Bytes;
+using fake::kPatient;
 using tarvo::CallConnection;
 using tarvo::Failure;
 using tarvo::VideoClient;
 
-constexpr auto kPatient = 20s;
 constexpr int64_t kCamera = -0x7FFFEDCC;  // a handle may have its highest bits set
 
-// A connection to a server that takes one call and answers it.
-class Dialogue {
-public:
-    Dialogue(size_t requestSize, Bytes reply, bool trickles = false)
-        : helper_([=, this](fake::Peer& peer) {
-              asked_.set_value(peer.read(requestSize));
-              trickles ? peer.trickle(reply) : peer.write(reply);
-          }) {
-        EXPECT_FALSE(connection_.open(helper_.port(), kPatient));
-        client_.setLimit(kPatient);
-    }
-    VideoClient& client() { return client_; }
-    CallConnection& connection() { return connection_; }
-    Bytes asked() { return asked_.get_future().get(); }
+constexpr uint8_t kModuleByte = 40;
 
-private:
-    std::promise<Bytes> asked_;
-    fake::FakeHelper helper_;
-    CallConnection connection_;
-    VideoClient client_{connection_};
-};
+using Dialogue = fake::Dialogue<VideoClient>;
+using MethodCase = fake::MethodCase<VideoClient>;
 
 Bytes answer(uint8_t method, const Bytes& result) {
-    return fake::join({{40, method, 40, method}, result});
+    return fake::answerOf(kModuleByte, method, result);
 }
-
-struct MethodCase {
-    const char* name;
-    uint8_t method;
-    Bytes arguments;
-    Bytes result;
-    std::function<void(VideoClient& client)> callAndCheck;
-};
 
 // What travels for each of the 16 calls, written out by hand.
 std::vector<MethodCase> allMethods() {
@@ -105,22 +78,11 @@ std::vector<MethodCase> allMethods() {
 TEST(VideoClient, SendsAndReadsEveryCall) {
     const auto methods = allMethods();
     ASSERT_EQ(methods.size(), 16U);
-    for (const auto& method : methods) {
-        SCOPED_TRACE(method.name);
-        const Bytes request = fake::join({{40, method.method}, method.arguments});
-        Dialogue dialogue(request.size(), answer(method.method, method.result));
-        method.callAndCheck(dialogue.client());
-        EXPECT_TRUE(dialogue.connection().isOpen());
-        EXPECT_EQ(dialogue.asked(), request);
-    }
+    fake::expectCalls(kModuleByte, methods);
 }
 
 TEST(VideoClient, PutsAnswersTogetherThatComeByteByByte) {
-    for (const auto& method : allMethods()) {
-        SCOPED_TRACE(method.name);
-        Dialogue dialogue(2 + method.arguments.size(), answer(method.method, method.result), true);
-        method.callAndCheck(dialogue.client());
-    }
+    fake::expectAnswersByteByByte(kModuleByte, allMethods());
 }
 
 TEST(VideoClient, SendsNothingForAValueThatIsNoNumber) {
