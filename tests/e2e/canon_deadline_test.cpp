@@ -4,40 +4,14 @@
 // close it comes.
 #include <gtest/gtest.h>
 
-#include <ctime>
-
 #include "tests/e2e/support/canon_fixture.h"
+#include "tests/e2e/support/clocks.h"
 
 namespace e2e {
 namespace {
 
-constexpr int64_t kSecond = 1000000;
-
-int64_t microseconds(clockid_t clock) {
-    timespec now{};
-    ::clock_gettime(clock, &now);
-    return now.tv_sec * kSecond + now.tv_nsec / 1000;
-}
-
-int64_t wallClock() {
-    return microseconds(CLOCK_REALTIME);
-}
-
-/** What a moment of the wall clock is on the trace's clock. */
-int64_t onTraceClock(int64_t wall) {
-    return wall - wallClock() + microseconds(CLOCK_MONOTONIC);
-}
-
 class CanonDeadline : public CanonTest {
 protected:
-    /** The low 32 bits of the clock, which the helper compares, wrap every 71 minutes; a moment that lies
-     *  beyond the wrap counts as past. Tests that mean a later moment wait until there is room, which is
-     *  why it must be less than the two minutes that they wait. */
-    static void awayFromTheWrap(int64_t room) {
-        EXPECT_TRUE(eventually([&] { return (wallClock() & 0xFFFFFFFF) + room < 0x100000000; },
-                               std::chrono::minutes(2)));
-    }
-
     int64_t shutterTime() {
         const std::vector<Json> commands = lab().calls("EdsSendCommand");
         EXPECT_FALSE(commands.empty());

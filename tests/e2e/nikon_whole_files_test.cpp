@@ -1,13 +1,8 @@
 // A picture file is whole or absent: full disks, closed folders and unplugged cameras lose no picture.
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
-#include <fstream>
 
 #include "tests/e2e/support/nikon_fixture.h"
+#include "tests/e2e/support/small_disk.h"
 
 namespace e2e {
 namespace {
@@ -119,27 +114,6 @@ TEST_F(NikonWholeFiles, that_the_module_wants_to_keep_stay_in_the_camera) {
     EXPECT_EQ(pictures().names(), Names{"a.jpg"});
 }
 
-/** A disk with room for so many bytes, where the system lets a test mount one. */
-class SmallDisk {
-public:
-    SmallDisk(const std::string& path, int64_t bytes) : path_(path) {
-        std::filesystem::create_directory(path_);
-        const std::string options = "size=" + std::to_string(bytes);
-        isMounted_ = ::mount("none", path_.c_str(), "tmpfs", 0, options.c_str()) == 0;
-    }
-    ~SmallDisk() {
-        if (isMounted_) ::umount2(path_.c_str(), MNT_DETACH);
-    }
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
-
-    bool isMounted() const { return isMounted_; }
-
-private:
-    std::string path_;
-    bool isMounted_ = false;
-};
-
 TEST_F(NikonWholeFiles, of_a_pair_that_does_not_fit_are_one_whole_and_one_absent) {
     const SmallDisk disk(picturePath("disk"), kFileSize + kFileSize / 2);
     if (!disk.isMounted()) GTEST_SKIP() << "this system lets a test mount no disk of its own";
@@ -161,19 +135,6 @@ TEST_F(NikonWholeFiles, of_a_pair_that_does_not_fit_are_one_whole_and_one_absent
     nikon().expectHeader(23);
     nikon().expectHeader(23);
     EXPECT_EQ(nikon().receiveInt(), 1);
-}
-
-/** Mounts of our own that nobody else sees, if the system allows it. */
-void enterOwnMounts() {
-    const std::string user = std::to_string(::geteuid());
-    const std::string group = std::to_string(::getegid());
-    if (::unshare(CLONE_NEWNS) != 0) {
-        if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return;
-        std::ofstream("/proc/self/setgroups") << "deny";
-        std::ofstream("/proc/self/uid_map") << user << ' ' << user << " 1";
-        std::ofstream("/proc/self/gid_map") << group << ' ' << group << " 1";
-    }
-    ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
 }
 
 }  // namespace

@@ -2,11 +2,11 @@
 // crashes, nothing hangs, nothing is left behind. Made for the address and thread sanitizers.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <list>
 #include <random>
 #include <thread>
 
+#include "tests/e2e/support/crowd.h"
 #include "tests/e2e/support/video_fixture.h"
 
 namespace e2e {
@@ -14,45 +14,7 @@ namespace {
 
 constexpr unsigned kSeed = 20050217;
 
-/** Connections that keep a camera busy until they are told to stop. Any answer is a right one: what counts is
- *  that every call is answered in full. */
-class Crowd {
-public:
-    Crowd(int port, int64_t camera) : port_(port), camera_(camera) {}
-    ~Crowd() { disperse(); }
-    Crowd(const Crowd&) = delete;
-    Crowd& operator=(const Crowd&) = delete;
-
-    void add(const std::function<void(VideoCalls&, int64_t camera, int turn)>& calls) {
-        threads_.emplace_back([this, calls] {
-            VideoCalls own(port_);
-            for (int turn = 0; !isOver_; ++turn) {
-                calls(own, camera_, turn);
-                ++turns_;
-            }
-        });
-    }
-    void addAll();
-    /** Until so many more turns are through. */
-    void awaitTurns(int turns) {
-        const int from = turns_;
-        EXPECT_TRUE(eventually([&] { return turns_ >= from + turns; }));
-    }
-    void disperse() {
-        isOver_ = true;
-        for (std::thread& thread : threads_) {
-            thread.join();
-        }
-        threads_.clear();
-    }
-
-private:
-    const int port_;
-    const int64_t camera_;
-    std::atomic<bool> isOver_{false};
-    std::atomic<int> turns_{0};
-    std::list<std::thread> threads_;
-};
+using VideoCrowd = Crowd<VideoCalls, int64_t>;
 
 void fetchFrames(VideoCalls& video, int64_t camera, int) {
     const Words words = video.imageData(camera);
@@ -86,13 +48,13 @@ void listDevices(VideoCalls& video, int64_t, int) {
     }
 }
 
-void Crowd::addAll() {
-    add(fetchFrames);
-    add(fetchFrames);
-    add(takeStills);
-    add(changeSize);
-    add(turnControls);
-    add(listDevices);
+void addAll(VideoCrowd& crowd) {
+    crowd.add(fetchFrames);
+    crowd.add(fetchFrames);
+    crowd.add(takeStills);
+    crowd.add(changeSize);
+    crowd.add(turnControls);
+    crowd.add(listDevices);
 }
 
 class VideoVanishing : public VideoTest {
@@ -117,8 +79,8 @@ TEST_F(VideoVanishing, of_a_camera_that_is_released_under_its_users_ends_their_c
     for (int round = 0; round < 12; ++round) {
         SCOPED_TRACE(round);
         const int64_t camera = select();
-        Crowd crowd(helper().port(), camera);
-        crowd.addAll();
+        VideoCrowd crowd(helper().port(), camera);
+        addAll(crowd);
         crowd.awaitTurns(static_cast<int>(random() % 60));
         video().releaseCamera(camera);
         crowd.awaitTurns(20);
@@ -136,8 +98,8 @@ TEST_F(VideoVanishing, of_a_webcam_that_is_unplugged_and_plugged_in_again_ends_n
         SCOPED_TRACE(round);
         const int64_t camera = select();
         awaitFrame(camera);
-        Crowd crowd(helper().port(), camera);
-        crowd.addAll();
+        VideoCrowd crowd(helper().port(), camera);
+        addAll(crowd);
         crowd.awaitTurns(static_cast<int>(random() % 60));
         lab().detach("video-1");
         stream.waitFor([](const Event& event) { return event.kind == kStateEvent; }, "loss");

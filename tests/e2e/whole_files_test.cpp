@@ -1,14 +1,11 @@
 // A picture file is whole or absent: unplugged cameras, full disks and closed folders lose no picture
 // silently.
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "tests/e2e/support/canon_fixture.h"
+#include "tests/e2e/support/small_disk.h"
 
 namespace e2e {
 namespace {
@@ -194,27 +191,6 @@ TEST_F(WholeFiles, that_are_there_survive_a_failed_download_over_them) {
     }
 }
 
-/** A disk with room for so many bytes, where the system lets a test mount one. */
-class SmallDisk {
-public:
-    SmallDisk(const std::string& path, int64_t bytes) : path_(path) {
-        std::filesystem::create_directory(path_);
-        const std::string options = "size=" + std::to_string(bytes);
-        isMounted_ = ::mount("none", path_.c_str(), "tmpfs", 0, options.c_str()) == 0;
-    }
-    ~SmallDisk() {
-        if (isMounted_) ::umount2(path_.c_str(), MNT_DETACH);
-    }
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
-
-    bool isMounted() const { return isMounted_; }
-
-private:
-    std::string path_;
-    bool isMounted_ = false;
-};
-
 TEST_F(WholeFiles, of_a_pair_that_does_not_fit_are_one_whole_and_one_absent) {
     const SmallDisk disk(picturePath("disk"), kFileSize + kFileSize / 2);
     if (!disk.isMounted()) GTEST_SKIP() << "this system lets a test mount no disk of its own";
@@ -244,19 +220,6 @@ TEST_F(WholeFiles, are_not_made_of_what_a_device_refused) {
     expectLost(handle, items[0]);
     EXPECT_TRUE(std::filesystem::is_symlink(picturePath("a.cr2")));
     EXPECT_EQ(canon().download(handle, items[1]), 0);
-}
-
-/** Mounts of our own that nobody else sees, if the system allows it. */
-void enterOwnMounts() {
-    const std::string user = std::to_string(::geteuid());
-    const std::string group = std::to_string(::getegid());
-    if (::unshare(CLONE_NEWNS) != 0) {
-        if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return;
-        std::ofstream("/proc/self/setgroups") << "deny";
-        std::ofstream("/proc/self/uid_map") << user << ' ' << user << " 1";
-        std::ofstream("/proc/self/gid_map") << group << ' ' << group << " 1";
-    }
-    ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
 }
 
 }  // namespace

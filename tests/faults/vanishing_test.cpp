@@ -3,12 +3,11 @@
 // sanitizers.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <list>
 #include <random>
 #include <thread>
 
 #include "tests/e2e/support/canon_fixture.h"
+#include "tests/e2e/support/crowd.h"
 #include "tests/faults/library_state.h"
 
 namespace e2e::faults {
@@ -24,37 +23,7 @@ Json busyCamera() {
          {"liveview", madeUpFrames({30000, 20000})}});
 }
 
-/** Connections that keep a session busy until they are told to stop. Any answer is a right one: what counts
- *  is that every call is answered in full. */
-class Crowd {
-public:
-    Crowd(int port, int32_t session) : port_(port), session_(session) {}
-    ~Crowd() { disperse(); }
-    Crowd(const Crowd&) = delete;
-    Crowd& operator=(const Crowd&) = delete;
-
-    void add(const std::function<void(CanonCalls&, int32_t session, int turn)>& calls) {
-        threads_.emplace_back([this, calls] {
-            CanonCalls own(port_);
-            for (int turn = 0; !isOver_; ++turn) {
-                calls(own, session_, turn);
-            }
-        });
-    }
-    void disperse() {
-        isOver_ = true;
-        for (std::thread& thread : threads_) {
-            thread.join();
-        }
-        threads_.clear();
-    }
-
-private:
-    const int port_;
-    const int32_t session_;
-    std::atomic<bool> isOver_{false};
-    std::list<std::thread> threads_;
-};
+using CanonCrowd = Crowd<CanonCalls, int32_t>;
 
 void fetchFrames(CanonCalls& canon, int32_t session, int) {
     canon.startLiveView(session);
@@ -133,7 +102,7 @@ TEST_F(CanonVanishing, of_a_busy_camera_at_any_moment_ends_its_calls) {
         lab().clearTrace();
         const size_t moment = random() % 200;
         {
-            Crowd crowd(helper().port(), handle);
+            CanonCrowd crowd(helper().port(), handle);
             crowd.add(fetchFrames);
             crowd.add(changeSettings);
             crowd.add(listCameras);
@@ -166,7 +135,7 @@ TEST_F(CanonVanishing, of_the_library_during_calls_leaves_a_helper_that_starts_o
         lab().clearTrace();
         const size_t moment = random() % 150;
         {
-            Crowd crowd(helper().port(), handle);
+            CanonCrowd crowd(helper().port(), handle);
             crowd.add(fetchFrames);
             crowd.add(changeSettings);
             crowd.add(listCameras);

@@ -1,7 +1,5 @@
 #include "tests/e2e/support/canon_calls.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 
 namespace e2e {
@@ -35,6 +33,8 @@ constexpr std::array<CanonMethod, 24> kMethods = {{
     {27, "DownloadImage", "ii", ResultKind::int32},
 }};
 
+constexpr Module kModule = {10, kMethods};
+
 }  // namespace
 
 std::span<const CanonMethod> canonMethods() {
@@ -42,87 +42,13 @@ std::span<const CanonMethod> canonMethods() {
 }
 
 const CanonMethod& canonMethod(int id) {
-    for (const CanonMethod& method : kMethods) {
-        if (method.id == id) return method;
-    }
-    ADD_FAILURE() << "no method " << id;
-    return kMethods[0];
+    return kModule.method(id);
 }
 
-void CanonCalls::send(int id, const Bytes& arguments) {
-    EXPECT_TRUE(socket_.send(Message().byte(10).byte(id).raw(arguments))) << "the helper is gone";
-}
-
-void CanonCalls::expectHeader(int id) {
-    const Bytes expected = Message().byte(10).byte(id);
-    EXPECT_EQ(hex(socket_.receive(2)), hex(expected)) << "header of " << canonMethod(id).name;
-}
-
-int32_t CanonCalls::receiveInt() {
-    return Reader(socket_.receive(4)).int32();
-}
-
-std::string CanonCalls::receiveText() {
-    const Bytes text = receiveBytes();
-    return {text.begin(), text.end()};
-}
-
-std::vector<int32_t> CanonCalls::receiveInts() {
-    const Bytes count = socket_.receive(4);
-    Reader reader(Message().raw(count).raw(socket_.receive(4 * static_cast<size_t>(Reader(count).int32()))));
-    return reader.ints();
-}
-
-Bytes CanonCalls::receiveBytes() {
-    return socket_.receive(static_cast<size_t>(receiveInt()));
-}
-
-Bytes CanonCalls::receiveResult(const CanonMethod& method) {
-    switch (method.result) {
-        case ResultKind::none:
-            return {};
-        case ResultKind::byte:
-            return socket_.receive(1);
-        case ResultKind::int32:
-            return socket_.receive(4);
-        case ResultKind::fraction:
-            return socket_.receive(8);
-        case ResultKind::text:
-        case ResultKind::bytes:
-        case ResultKind::ints:
-            break;
-    }
-    const Bytes count = socket_.receive(4);
-    const size_t elements = static_cast<size_t>(Reader(count).int32());
-    const size_t size = method.result == ResultKind::ints ? 4 : 1;
-    return Message().raw(count).raw(socket_.receive(elements * size));
-}
-
-Bytes CanonCalls::call(int id, const Bytes& arguments) {
-    send(id, arguments);
-    expectHeader(id);
-    expectHeader(id);
-    return receiveResult(canonMethod(id));
-}
-
-int32_t CanonCalls::callForInt(int id, const Bytes& arguments) {
-    return Reader(call(id, arguments)).int32();
-}
-
-int64_t CanonCalls::callForLong(int id, const Bytes& arguments) {
-    return Reader(call(id, arguments)).int64();
-}
+CanonCalls::CanonCalls(RawClient socket) : ModuleCalls(kModule, std::move(socket)) {}
 
 std::vector<int32_t> CanonCalls::cameraList() {
     return Reader(call(2)).ints();
-}
-
-std::string CanonCalls::cameraName(int32_t reference) {
-    return Reader(call(5, Message().int32(reference))).text();
-}
-
-std::string CanonCalls::firmwareVersion(int32_t handle) {
-    return Reader(call(12, Message().int32(handle))).text();
 }
 
 int32_t CanonCalls::getSetting(int32_t handle, int property) {
@@ -130,9 +56,7 @@ int32_t CanonCalls::getSetting(int32_t handle, int property) {
 }
 
 bool CanonCalls::setSetting(int32_t handle, int property, int64_t value) {
-    const uint8_t answer = Reader(call(22, Message().int32(handle).int32(property).int32(value))).byte();
-    EXPECT_LE(answer, 1) << "a boolean is 0 or 1";
-    return answer != 0;
+    return callForFlag(22, Message().int32(handle).int32(property).int32(value));
 }
 
 std::vector<int32_t> CanonCalls::settingOptions(int32_t handle, int property) {
@@ -151,45 +75,12 @@ int32_t CanonCalls::download(int32_t handle, int32_t item) {
     return callForInt(27, Message().int32(handle).int32(item));
 }
 
-Bytes CanonCalls::liveViewFrame(int32_t handle) {
-    send(13, Message().int32(handle));
-    expectHeader(13);
-    expectHeader(13);
-    return receiveBytes();
-}
-
-bool CanonCalls::isLiveViewZoom(int32_t handle) {
-    const uint8_t answer = Reader(call(19, Message().int32(handle))).byte();
-    EXPECT_LE(answer, 1) << "a boolean is 0 or 1";
-    return answer != 0;
-}
-
 void CanonCalls::setLiveViewZoomPosition(int32_t handle, double x, double y) {
     call(21, Message().int32(handle).fraction(x).fraction(y));
 }
 
 Bytes argumentsFor(const CanonMethod& method, int32_t everyInt, std::string_view text) {
-    Message arguments;
-    for (const char* letter = method.arguments; *letter != '\0'; ++letter) {
-        switch (*letter) {
-            case 'i':
-                arguments.int32(everyInt);
-                break;
-            case 'b':
-                arguments.byte(0);
-                break;
-            case 'f':
-                arguments.fraction(0.5);
-                break;
-            case 's':
-                arguments.text(text);
-                break;
-            default:
-                arguments.int64(0);
-                break;
-        }
-    }
-    return arguments;
+    return argumentsOf(method, {.number = everyInt, .text = text});
 }
 
 Bytes noSessionResult(const CanonMethod& method) {
@@ -204,17 +95,7 @@ Bytes noSessionResult(const CanonMethod& method) {
         case 27:
             return Message().int32(-1);
         default:
-            break;
-    }
-    switch (method.result) {
-        case ResultKind::none:
-            return {};
-        case ResultKind::byte:
-            return Message().byte(0);
-        case ResultKind::fraction:
-            return Message().int64(0);
-        default:
-            return Message().int32(0);  // the number zero, an empty text, an empty array
+            return emptyResult(method);
     }
 }
 

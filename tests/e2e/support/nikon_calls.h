@@ -13,40 +13,19 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/e2e/support/raw_socket.h"
+#include "tests/e2e/support/module_calls.h"
 
 namespace e2e {
 
-enum class NikonResult { none, byte, int32, int64, bytes, texts };
-
-/** A method as the wire sees it. */
-struct NikonMethod {
-    int id;
-    const char* name;
-    /** One letter an argument: m module handle, c camera handle, i int, b byte, s text, l long. */
-    const char* arguments;
-    NikonResult result;
-};
+using NikonMethod = Method;
 
 /** All 23, by rising id. */
 std::span<const NikonMethod> nikonMethods();
 const NikonMethod& nikonMethod(int id);
 
-class NikonCalls {
+class NikonCalls : public ModuleCalls {
 public:
-    explicit NikonCalls(int port) : socket_(port) {}
-
-    RawClient& socket() { return socket_; }
-
-    // The parts of a call, for tests that do something between them.
-    void send(int id, const Bytes& arguments = {});
-    void expectHeader(int id);
-    int32_t receiveInt();
-    int64_t receiveLong();
-    /** The result of the method as raw bytes, lengths and counts included. */
-    Bytes receiveResult(const NikonMethod& method);
-    /** A whole call: both headers checked, the result as raw bytes. */
-    Bytes call(int id, const Bytes& arguments = {});
+    explicit NikonCalls(int port);
 
     int64_t initializeSdk(std::string_view directory, int32_t moduleType);
     int32_t terminateSdk(int64_t module) { return callForInt(2, Message().int64(module)); }
@@ -60,7 +39,7 @@ public:
     bool bracketing(int64_t camera) { return callForFlag(10, Message().int64(camera)); }
     bool setLiveView(int64_t camera, bool on);
     bool isLiveView(int64_t camera) { return callForFlag(12, Message().int64(camera)); }
-    Bytes liveViewImage(int64_t camera);
+    Bytes liveViewImage(int64_t camera) { return callForBytes(13, Message().int64(camera)); }
     void driveFocus(int64_t camera, int32_t steps) { call(14, Message().int64(camera).int32(steps)); }
     void setZoomPosition(int64_t camera, int32_t x, int32_t y);
     /** Methods 16 to 19: position x and y, width, height. */
@@ -70,12 +49,6 @@ public:
     void releaseCamera(int64_t camera) { call(21, Message().int64(camera)); }
     int32_t preCapture(int64_t camera, std::string_view path);
     int32_t checkForImages(int64_t camera) { return callForInt(23, Message().int64(camera)); }
-
-private:
-    int32_t callForInt(int id, const Bytes& arguments);
-    bool callForFlag(int id, const Bytes& arguments);
-
-    RawClient socket_;
 };
 
 /** Arguments of the right shape for any method: every handle the given one, all else made up. */
