@@ -15,4 +15,8 @@ compiled=$(sed -nE "s|^ *\"file\": \"$PWD/(.*)\",?$|\1|p" "$database" | sort -u)
 mapfile -t files < <(git ls-files -- "${@:-.}" | grep '\.cpp$' | sort | comm -12 - <(echo "$compiled"))
 [ ${#files[@]} -gt 0 ] || { echo "Nothing that is compiled there: $*" >&2; exit 1; }
 echo "clang-tidy: ${#files[@]} files"
-printf '%s\0' "${files[@]}" | xargs -0 -n 2 -P "$jobs" clang-tidy --quiet -p build/release
+# Without the headers that another compiler compiled beforehand.
+commands=$(mktemp -d)
+trap 'rm -r "$commands"' EXIT
+sed -E 's| -Winvalid-pch -include [^ ]+/cmake_pch\.hxx||' "$database" >"$commands/compile_commands.json"
+printf '%s\0' "${files[@]}" | xargs -0 -n 2 -P "$jobs" clang-tidy --quiet -p "$commands"

@@ -1,4 +1,5 @@
 // battery, bracketing and focus: one question or one movement.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <thread>
 

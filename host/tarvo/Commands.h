@@ -7,7 +7,6 @@
  */
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <optional>
 #include <string>
@@ -15,6 +14,12 @@
 
 #include "host/tarvo/LiveFiles.h"
 #include "host/tarvo/Options.h"
+
+// Only the files that add a subcommand read the whole library.
+namespace CLI {
+class App;
+class Validator;
+}  // namespace CLI
 
 namespace tarvo {
 

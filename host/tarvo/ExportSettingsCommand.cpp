@@ -1,4 +1,5 @@
 #include <sys/stat.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <filesystem>

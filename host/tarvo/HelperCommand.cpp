@@ -1,4 +1,6 @@
 #include "host/tarvo/CameraAccess.h"
+
+#include <CLI/CLI.hpp>
 #include "host/tarvo/Commands.h"
 #include "host/tarvo/Console.h"
 #include "host/tarvo/ExitStatus.h"

@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <CLI/CLI.hpp>
+
 #include "host/client/ErrorText.h"
 #include "host/client/Jpeg.h"
 #include "host/client/protocol.h"

@@ -1,5 +1,7 @@
 #include "host/tarvo/LiveFiles.h"
 
+#include <CLI/CLI.hpp>
+
 #include "host/tarvo/CameraAccess.h"
 #include "host/tarvo/Console.h"
 #include "host/tarvo/ExitStatus.h"

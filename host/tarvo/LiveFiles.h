@@ -6,13 +6,16 @@
  */
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <utility>
 
 #include "host/tarvo/FrameFiles.h"
+
+namespace CLI {
+class App;
+}
 
 namespace tarvo {
 

@@ -1,4 +1,5 @@
 // webcam: live, still, average, get, set and focus.
+#include <CLI/CLI.hpp>
 #include <charconv>
 #include <cmath>
 

@@ -1,5 +1,6 @@
 /* The tarvo command: a host of the camera helper for the command line. */
 
+#include <CLI/CLI.hpp>
 #include <exception>
 
 #include "host/client/protocol.h"

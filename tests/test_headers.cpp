@@ -1,0 +1,1 @@
+// The program that nobody builds owns the headers that all tests read (CMakeLists.txt).
