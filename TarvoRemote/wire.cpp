@@ -13,23 +13,6 @@
 
 namespace {
 
-/** In one send, as far as the caller can see; the size, or below 0 the error that stopped it.
- *
- * A send that waits for room comes back with the part that has gone when the process is stopped and
- * continued, by a debugger or with the whole machine, and the host would take what follows for the rest.
- */
-int64_t sendAll(int socket, const void* source, size_t size) {
-    const auto* bytes = static_cast<const uint8_t*>(source);
-    for (size_t left = size; left > 0;) {
-        const ssize_t count = send(socket, bytes, left, 0);
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return count;
-        bytes += count;
-        left -= static_cast<size_t>(count);
-    }
-    return static_cast<int64_t>(size);
-}
-
 template <class Unsigned>
 int64_t sendLittleEndian(int socket, Unsigned value) {
     uint8_t bytes[sizeof(Unsigned)];
@@ -37,13 +20,14 @@ int64_t sendLittleEndian(int socket, Unsigned value) {
         byte = static_cast<uint8_t>(value & 0xFF);
         value = static_cast<Unsigned>(value >> 8);
     }
-    return sendAll(socket, bytes, sizeof bytes);
+    return send(socket, bytes, sizeof bytes, 0);
 }
 
 /** Until all has arrived, the peer closes or an error occurs; what has arrived stays.
  *
- * Waiting for all is not enough: a receive that has some of it comes back early, too, and the rest would be
- * taken for the next value.
+ * Waiting for all is not enough: a receive that has some of it comes back with that when the process is
+ * stopped and continued, by a debugger or with the whole machine, and the rest would be taken for the next
+ * value.
  */
 void receiveAll(int socket, void* destination, size_t size) {
     auto* bytes = static_cast<uint8_t*>(destination);
@@ -71,7 +55,7 @@ int64_t writeCounted(int socket, const ArrayRecord* array, size_t elementSize) {
     if (array == nullptr) return writeInt(socket, 0);
     const int64_t sent = writeInt(socket, array->count);
     if (array->count <= 0) return sent;
-    return sendAll(socket, array->elements, static_cast<size_t>(array->count) * elementSize);
+    return send(socket, array->elements, static_cast<size_t>(array->count) * elementSize, 0);
 }
 
 /** Truncates toward zero; what a 64-bit integer cannot hold becomes its least value, as on the first hosts.
@@ -85,7 +69,7 @@ int64_t truncated(float value) {
 }  // namespace
 
 int64_t writeByte(int socket, uint8_t value) {
-    return sendAll(socket, &value, sizeof value);
+    return send(socket, &value, sizeof value, 0);
 }
 
 int64_t writeInt(int socket, int32_t value) {
@@ -105,7 +89,7 @@ int64_t writeString(int socket, const char* text) {
     const size_t length = std::strlen(text);
     const int64_t sent = writeInt(socket, static_cast<int32_t>(length));
     if (length == 0) return sent;
-    return sendAll(socket, text, length);
+    return send(socket, text, length, 0);
 }
 
 int64_t writeIntArray(int socket, const ArrayRecord* array) {

@@ -1,5 +1,5 @@
-// No memory, no sockets, no room in a socket's buffer, no send without interruption: the linker sends the
-// core's own calls to the functions below.
+// No memory, no sockets, no room in a socket's buffer: the linker sends the core's own calls to the functions
+// below.
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
@@ -19,8 +19,7 @@ namespace {
 
 thread_local bool hasNoMemory = false;
 thread_local bool hasNoSockets = false;
-thread_local bool isInterrupted = false;  // every second send is, and the others get through two bytes
-thread_local size_t room = SIZE_MAX;      // bytes that can still be sent
+thread_local size_t mostBytesInOneSend = SIZE_MAX;
 
 }  // namespace
 
@@ -52,15 +51,7 @@ int __wrap_socket(int domain, int type, int protocol) {
 }
 
 ssize_t __wrap_send(int socket, const void* bytes, size_t size, int flags) {
-    static thread_local bool isSecond = false;
-    isSecond = isInterrupted && !isSecond;
-    if (isSecond || room == 0) {
-        errno = isSecond ? EINTR : ENOBUFS;
-        return -1;
-    }
-    size = std::min({size, room, isInterrupted ? size_t{2} : size});
-    room -= size;
-    return __real_send(socket, bytes, size, flags);
+    return __real_send(socket, bytes, std::min(size, mostBytesInOneSend), flags);
 }
 }
 
@@ -107,27 +98,14 @@ TEST(WithoutRoom, APartOfAMessageEndsTheStreamSoThatNothingIsTakenForItsRest) {
     std::signal(SIGPIPE, SIG_IGN);  // as the helper's main does
     initTarvoRemote();
     setCallbackSocket(sockets.socket());
-    room = 3;
+    mostBytesInOneSend = 2;
     sendCallback(20, EVENT_STATE, {1});
-    room = SIZE_MAX;
+    mostBytesInOneSend = SIZE_MAX;
     sendCallback(20, EVENT_STATE, {2});
     setCallbackSocket(0);
     EXPECT_EQ(sockets.sent(), (Bytes{20, 0x33, 0x22}));
     uint8_t next = 0;
     EXPECT_EQ(recv(sockets.peer(), &next, sizeof next, MSG_DONTWAIT), 0) << "the stream goes on";
-}
-
-TEST(Interrupted, ValuesAreSentToTheirEnd) {
-    const SocketPair sockets;
-    int32_t numbers[] = {1, 2};
-    const ArrayRecord array = {.count = 2, .elements = numbers};
-    isInterrupted = true;
-    EXPECT_EQ(writeInt(sockets.socket(), 7), 4);
-    EXPECT_EQ(writeString(sockets.socket(), "abc"), 3);
-    EXPECT_EQ(writeIntArray(sockets.socket(), &array), 8);
-    isInterrupted = false;
-    EXPECT_EQ(sockets.sent(),
-              (Bytes{7, 0, 0, 0, 3, 0, 0, 0, 'a', 'b', 'c', 2, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0}));
 }
 
 TEST(WithoutSocketsDeathTest, TheServerEndsTheProcessWithTheReason) {

@@ -172,25 +172,5 @@ TEST_F(ClosedDuringTheCall, of_a_slow_reader_keeps_the_reply_whole) {
     EXPECT_TRUE(canon().receiveBytes() == frame);
 }
 
-class Stopped : public CanonTest {};
-
-TEST_F(Stopped, helpers_go_on_with_the_reply_where_they_were) {
-    const TempFolder folder;
-    const Bytes frame = patternBytes(9000000, 1);
-    writeFile(folder.file("frame"), frame);
-    const int32_t handle = startSession(usualCamera({{"liveview", framesFrom({folder.file("frame")})}}));
-    ASSERT_EQ(canon().startLiveView(handle), 0);
-    canon().send(13, Message().int32(handle));
-    canon().expectHeader(13);
-    canon().expectHeader(13);
-    // The reply is more than the buffers hold, so the helper waits for us in the middle of it.
-    for (int i = 0; i < 5; ++i) {
-        expectServing();
-        helper().holdAndContinue();
-    }
-    EXPECT_TRUE(canon().receiveBytes() == frame);
-    EXPECT_FALSE(canon().isLiveViewZoom(handle));
-}
-
 }  // namespace
 }  // namespace e2e

@@ -209,17 +209,6 @@ HelperProcess::~HelperProcess() {
     stop();
 }
 
-void HelperProcess::holdAndContinue() {
-    kill(SIGSTOP);
-    // The state is the field behind the name in parentheses.
-    EXPECT_TRUE(eventually([this] {
-        const std::string stat = readAll("/proc/" + std::to_string(pid_) + "/stat");
-        const size_t name = stat.rfind(") ");
-        return name != std::string::npos && stat.at(name + 2) == 'T';
-    }));
-    kill(SIGCONT);
-}
-
 uint64_t HelperProcess::residentBytes() const {
     const std::string status = readAll("/proc/" + std::to_string(pid_) + "/status");
     const size_t at = status.find("VmRSS:");

@@ -70,9 +70,6 @@ public:
     /** From now on this exit status is the right one. */
     void expectExitStatus(int status) { expectedStatus_ = status; }
 
-    /** Holds all of its threads and lets them go on, as a debugger or a machine that sleeps does. */
-    void holdAndContinue();
-
     uint64_t residentBytes() const;
     /** Processor time used so far, user and system. */
     std::chrono::milliseconds processorTime() const;
