@@ -30,18 +30,26 @@ void applyPendingTv(CanonCamera& session) {
     session.pendingTv.compare_exchange_strong(value, 0);  // keeps a value that a host set meanwhile
 }
 
+/** The number of the session that a callback's context names, 0 for none. The host may close the session as
+ * soon as it hears of the event, and its camera goes back at once: nobody here may hold it while the event is
+ * told. */
+int32_t handleOf(EdsVoid* context) {
+    const CanonSession session = sessionOf(context);
+    return session ? session->handle() : 0;
+}
+
 }  // namespace
 
 EdsError handleObjectEvent(EdsObjectEvent event, EdsBaseRef object, EdsVoid* context) {
     debug("In handleObjectEvent\n");
     if (context == nullptr) return EDS_ERR_OK;
-    const CanonSession session = sessionOf(context);
-    if (!session) {
+    const int32_t handle = handleOf(context);
+    if (handle == 0) {
         if (object != nullptr) EdsRelease(object);  // nobody is left who could ask for it
         return EDS_ERR_OK;
     }
     const int32_t reference = handles::standFor(handles::Kind::CanonDirectoryItem, object);
-    CanonRemote_handleObjectEvent(session->handle(), event, reference);
+    CanonRemote_handleObjectEvent(handle, event, reference);
     debug("In handleObjectEvent 0x%X\n", event);
     // An item that waits for its transfer stays alive until the host downloads it.
     if (event != kEdsObjectEvent_DirItemRequestTransfer && object != nullptr) {
@@ -53,17 +61,19 @@ EdsError handleObjectEvent(EdsObjectEvent event, EdsBaseRef object, EdsVoid* con
 
 EdsError handlePropertyEvent(EdsPropertyEvent event, EdsPropertyID property, EdsUInt32 parameter,
                              EdsVoid* context) {
-    const CanonSession session = sessionOf(context);
-    if (session) CanonRemote_handlePropertyEvent(session->handle(), event, property, parameter);
+    const int32_t handle = handleOf(context);
+    if (handle != 0) CanonRemote_handlePropertyEvent(handle, event, property, parameter);
     return EDS_ERR_OK;
 }
 
 EdsError handleStateEvent(EdsStateEvent event, EdsUInt32 parameter, EdsVoid* context) {
-    const CanonSession session = sessionOf(context);
-    if (!session) return EDS_ERR_OK;
-    if (event == kEdsStateEvent_Shutdown) session->connected = false;
+    const int32_t handle = handleOf(context);
+    if (handle == 0) return EDS_ERR_OK;
+    if (event == kEdsStateEvent_Shutdown) {
+        if (const CanonSession session = sessionOf(context)) session->connected = false;
+    }
     debug("handleStateEvent inEvent 0x%X, inParam 0x%X\n", event, parameter);
-    CanonRemote_handleStateEvent(session->handle(), event, parameter);
+    CanonRemote_handleStateEvent(handle, event, parameter);
     return EDS_ERR_OK;
 }
 
