@@ -4,6 +4,7 @@
 # Usage: scripts/test.sh [PRESET...]     (default: release)
 # With asan or tsan the tests of the units are built with the sanitizer, and the helper is: the black-box tests of the
 # release build, which know it by its sockets alone, are run once more against that helper; not so with TARVO_UNITS_ONLY=1.
+# With TARVO_HELPER_ONLY=1 the black-box tests alone are run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh test
@@ -37,10 +38,24 @@ export CCACHE_SLOPPINESS=pch_defines,time_macros
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 
+is_sanitizer() {
+  [ "$1" = asan ] || [ "$1" = tsan ]
+}
+
+runs_units() {
+  ! is_sanitizer "$1" || [ -z "${TARVO_HELPER_ONLY:-}" ]
+}
+
+runs_sanitized_helper() {
+  is_sanitizer "$1" && [ -z "${TARVO_UNITS_ONLY:-}" ]
+}
+
 build() {
-  local log=build-$1.log
+  local log=build-$1.log tests=ON
+  runs_units "$1" || tests=OFF
   echo "== $1: build"
-  cmake --preset "$1" "${launcher[@]}" >"$log" 2>&1 || { cat "$log"; exit 1; }
+  # scripts/benchmark.sh builds the benchmarks.
+  cmake --preset "$1" -DTARVO_TESTS=$tests -DTARVO_BENCHMARKS=OFF "${launcher[@]}" >"$log" 2>&1 || { cat "$log"; exit 1; }
   cmake --build --preset "$1" -j "$(nproc)" >>"$log" 2>&1 || { tail -n 60 "$log"; exit 1; }
   rm "$log"
 }
@@ -52,12 +67,8 @@ run_tests() {
   ctest --preset "$preset" -j $((2 * $(nproc))) --timeout 600 "$@"
 }
 
-is_sanitizer() {
-  [ "$1" = asan ] || [ "$1" = tsan ]
-}
-
 for preset in "${presets[@]}"; do
-  ! is_sanitizer "$preset" || [ -n "${TARVO_UNITS_ONLY:-}" ] || has_release || build release
+  ! runs_sanitized_helper "$preset" || has_release || build release
   build "$preset"
 done
 
@@ -67,9 +78,11 @@ if has_release; then
 fi
 
 for preset in "${presets[@]}"; do
-  echo "== $preset: tests"
-  run_tests "$preset"
-  is_sanitizer "$preset" && [ -z "${TARVO_UNITS_ONLY:-}" ] || continue
+  if runs_units "$preset"; then
+    echo "== $preset: tests"
+    run_tests "$preset"
+  fi
+  runs_sanitized_helper "$preset" || continue
   echo "== $preset: the helper's tests"
   # GTK and GStreamer are compiled without the thread sanitizer, which then takes their own locks for races.
   without=()
