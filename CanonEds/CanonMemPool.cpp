@@ -82,6 +82,10 @@ OSStatus TarvoCanonThreadFunction(void*) {
     return noErr;
 }
 
+std::unique_lock<std::mutex> keepLibrary() {
+    return std::unique_lock(libraryTurn);
+}
+
 bool isLibraryInitialised() {
     return g_edsdk_init != 0;
 }
@@ -106,5 +110,7 @@ jint Mac_TerminateSDK() {
         }
     }
     debug("TerminateSDK 0x%X\n", g_edsdk_init.load());
-    return isLibraryInitialised() ? static_cast<jint>(EdsTerminateSDK()) : 0;
+    if (!isLibraryInitialised()) return 0;
+    const std::lock_guard turn(libraryTurn);
+    return static_cast<jint>(EdsTerminateSDK());
 }

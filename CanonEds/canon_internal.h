@@ -1,6 +1,8 @@
 /* canon_internal.h: what the Canon unit's files share among themselves. */
 #pragma once
 
+#include <mutex>
+
 #include "CanonEds/CanonCamera.h"
 #include "EDSDK.h"
 
@@ -24,3 +26,7 @@ EdsError handlePropertyEvent(EdsPropertyEvent event, EdsPropertyID property, Eds
                              EdsVoid* context);
 EdsError handleStateEvent(EdsStateEvent event, EdsUInt32 parameter, EdsVoid* context);
 EdsError ProgressFunc(EdsUInt32 percent, EdsVoid* context, EdsBool* cancel);
+
+/** While it is held the library does not end, nor does memory that belongs to it. Not around calls that wait
+ * for a camera: whoever ends the library would wait with them. */
+std::unique_lock<std::mutex> keepLibrary();

@@ -97,6 +97,8 @@ void takeFrame(JNIEnv* env, CanonCamera& session, EdsStreamRef stream, EdsEvfIma
     session.evfZoomPosition = ZoomPosition{position.x, position.y};
     EdsUInt64 length = 0;
     EdsVoid* data = nullptr;
+    // The frame is the library's, which another connection may end.
+    const std::unique_lock library = keepLibrary();
     EdsGetLength(stream, &length);
     EdsGetPointer(stream, &data);
     if (data == nullptr || length > static_cast<EdsUInt64>(std::numeric_limits<jsize>::max())) return;
