@@ -52,6 +52,7 @@ public:
         JNIEnv* env = GetGlobalEnv();
         module_ = Java_com_velmont_camera_nikon_NikonMaid_InitializeSDK(
             env, env, nikonModuleDirectory().data(), e2e::kModuleType);
+        unsetenv("TARVO_LAB");  // helpers that are started later must not look for it
         camera_ = Java_com_velmont_camera_nikon_NikonMaid_selectCameraAtIndex(env, env, module_, 0);
         require(camera_ != 0, "the module's camera");
         Java_com_velmont_camera_nikon_NikonMaid_SetLiveView(env, env, camera_, 1);

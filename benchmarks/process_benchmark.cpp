@@ -41,7 +41,7 @@ void waitForPort(int log) {
     char piece[512];
     while (text.find("PORT=") == std::string::npos) {
         const ssize_t count = read(log, piece, sizeof piece);
-        require(count > 0, "the helper's log");
+        require(count > 0, ("the helper's log, which ends with \"" + text + "\"").c_str());
         text.append(piece, static_cast<size_t>(count));
     }
 }
