@@ -47,20 +47,36 @@ bool isBuiltIn(const QTCaptureDevice& device) {
     return device.localizedDisplayName() == kBuiltInName;
 }
 
-/** A selection that fails after the device was opened leaves it open: hosts try again, and release what they
- *  get then. A device that nobody holds would close by itself. */
+/** Devices that a failed selection has left open: hosts try again, and release what they get then. A device
+ *  that nobody holds would close by itself. */
+struct LeftOpen {
+    std::mutex mutex;
+    QTCaptureDeviceList devices;  // guarded by mutex
+};
+
+LeftOpen& leftOpen() {
+    static auto* const left = new LeftOpen;  // never destroyed, like what it holds
+    return *left;
+}
+
 void leaveOpen(QTCaptureDevice& device) {
-    static std::mutex mutex;
-    const std::lock_guard guard(mutex);
+    LeftOpen& left = leftOpen();
+    const std::lock_guard guard(left.mutex);
+    const auto isIt = [&](const Ref<QTCaptureDevice>& other) { return other.get() == &device; };
     try {
-        static auto* const left = new QTCaptureDeviceList;  // never destroyed, like what it holds
-        const auto isIt = [&](const Ref<QTCaptureDevice>& other) { return other.get() == &device; };
-        if (std::none_of(left->begin(), left->end(), isIt)) {
-            left->push_back(Ref<QTCaptureDevice>::share(&device));
+        if (std::none_of(left.devices.begin(), left.devices.end(), isIt)) {
+            left.devices.push_back(Ref<QTCaptureDevice>::share(&device));
         }
     } catch (const std::bad_alloc&) {
         return;  // it closes
     }
+}
+
+void closeDevice(QTCaptureDevice& device) {
+    if (device.isOpen()) device.close();
+    LeftOpen& left = leftOpen();
+    const std::lock_guard guard(left.mutex);
+    std::erase_if(left.devices, [&](const Ref<QTCaptureDevice>& other) { return other.get() == &device; });
 }
 
 /** An open that succeeds with an error is told by the log alone. */
@@ -162,7 +178,7 @@ void closeSession(Remains& remains) {
     if (remains.input) {
         QTCaptureDevice& device = remains.input->device();
         debug("Closing QTCaptureDevice %p\n", static_cast<void*>(&device));
-        if (device.isOpen()) device.close();
+        closeDevice(device);
     }
     remains.session = {};
 }
