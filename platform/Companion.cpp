@@ -25,7 +25,7 @@ namespace {
 
 /// The companion's end of the connection has this number in the companion.
 constexpr int kStarterDescriptor = 3;
-/// A process that has closed its end is about to end; so long we wait to learn how.
+/// A process that has closed its end is about to end; so long it may take.
 constexpr int kFarewellMs = 500;
 
 /** What is done between fork and exec. */
@@ -236,8 +236,11 @@ void Companion::fail(const std::string& reason) {
 }
 
 std::string Companion::farewell() {
-    const std::optional<int> status = reap(kFarewellMs);
-    return status ? textOf(*status) : "closed its connection";
+    if (const std::optional<int> status = reap(kFarewellMs)) return textOf(*status);
+    const std::optional<int> status = endProcess();
+    // One that was just slow to end keeps the status that it ended with.
+    const bool isOurDoing = !status || (WIFSIGNALED(*status) && WTERMSIG(*status) == SIGKILL);
+    return isOurDoing ? "closed its connection" : textOf(*status);
 }
 
 /** The process's end, if it comes in time. A host may have had us ignore the ends of children; then there is
@@ -258,13 +261,21 @@ std::optional<int> Companion::reap(int patienceMs) {
 void Companion::end() {
     watch_.reset();
     socket_.close();
-    reap(0);
-    if (pid_ <= 0) return;
+    endProcess();
+}
+
+std::optional<int> Companion::endProcess() {
+    if (const std::optional<int> status = reap(0)) return status;
+    if (pid_ <= 0) return std::nullopt;
     // It has just been seen alive, and it is ours to reap: the number is nobody else's.
     kill(pid_, SIGKILL);
-    while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    int status = 0;
+    pid_t ended = -1;
+    do {
+        ended = waitpid(pid_, &status, 0);
+    } while (ended < 0 && errno == EINTR);
     pid_ = -1;
+    return ended > 0 ? std::optional(status) : std::nullopt;
 }
 
 std::string fileBeside(const void* address, const std::string& name) {

@@ -59,6 +59,7 @@ private:
     void fail(const std::string& reason);
     std::string farewell();
     std::optional<int> reap(int patienceMs);
+    std::optional<int> endProcess();
     void end();
 
     const std::string program_;

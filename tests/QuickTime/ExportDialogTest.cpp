@@ -110,7 +110,7 @@ void ExportDialog::startOn(const std::string& display, const std::string& librar
 void ExportDialog::bringDesktopBack() {
     const std::string name = desktop_->name();
     desktop_->end();
-    desktop_ = std::make_unique<Desktop>(name);
+    desktop_ = std::make_unique<Desktop>();
     ASSERT_EQ(name, desktop_->name());
 }
 

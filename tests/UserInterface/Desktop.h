@@ -28,8 +28,8 @@ public:
     static constexpr int kWidth = 1280;
     static constexpr int kHeight = 1024;
 
-    /** On the display of that name, or on any free one. */
-    explicit Desktop(const std::string& name = "");
+    /** On the same display each time in this process: two at a time there cannot be. */
+    Desktop();
     ~Desktop();
     Desktop(const Desktop&) = delete;
     Desktop& operator=(const Desktop&) = delete;

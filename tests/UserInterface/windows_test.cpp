@@ -195,7 +195,7 @@ TEST_F(Windows, that_are_being_drawn_when_the_display_is_lost_close_and_the_appl
         desktop_->end();
         if (!window.empty()) awaitNoTarget(window);
         EXPECT_EQ("-9874", application_->ask("send open"));
-        desktop_ = std::make_unique<Desktop>(name);
+        desktop_ = std::make_unique<Desktop>();
         ASSERT_EQ(name, desktop_->name());
     }
     EXPECT_EQ("0", application_->ask("send new "));
@@ -226,7 +226,7 @@ TEST_F(Windows, open_again_when_the_display_is_back) {
     ASSERT_TRUE(desktop_->showsWindows("MainWindow", 1));
     endDesktop(window);
     const std::string name = desktop_->name();
-    desktop_ = std::make_unique<Desktop>(name);
+    desktop_ = std::make_unique<Desktop>();
     ASSERT_EQ(name, desktop_->name());
     EXPECT_EQ("0", application_->ask("send new "));
     EXPECT_TRUE(desktop_->showsWindows("MainWindow", 1));
