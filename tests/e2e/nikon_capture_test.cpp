@@ -13,6 +13,8 @@ using Texts = std::vector<std::string>;
 using Percents = std::vector<int32_t>;
 
 constexpr int32_t kInactive = 0;
+constexpr int kEventProcedure = 3;  // a capability
+constexpr int kRemoveChild = 1;     // an event
 
 class NikonCapture : public NikonTest {
 protected:
@@ -29,6 +31,16 @@ protected:
     }
 
     Texts files() const { return pictures().names(); }
+
+    /** The object, by its ids from the module down, whose child was the last one to be opened. */
+    std::string lastOpenedBelow() {
+        constexpr int kOpenCommand = 1;
+        std::string object;
+        for (const MaidCommand& command : commands()) {
+            if (command.command == kOpenCommand) object = command.object;
+        }
+        return object;
+    }
 
     /** How often the log has the line, its prefix included. */
     size_t logged(const std::string& line) { return helper().out().count("NikonMaid: " + line); }
@@ -387,6 +399,28 @@ TEST_F(NikonCapture, image_check_whose_objects_do_not_open_is_minus_four_or_minu
     EXPECT_GE(logged("Image object can't be opened.\n"), 1u);
     lab().clearFaults();
     EXPECT_EQ(nikon().checkForImages(camera), 1);
+}
+
+TEST_F(NikonCapture, image_check_whose_image_goes_while_it_opens_is_minus_fifty_one) {
+    const int64_t camera = startCamera(bodyWithShot({nikonItem(kJpegType, 1000)}));
+    nikon().preCapture(camera, picturePath("frame"));
+    // The item opens, and nothing below it.
+    lab().fault("MAIDEntryPoint:1", -117, {{"times", 0}, {"skip", 1}});
+    lab().press("nikon-1");
+    ASSERT_TRUE(eventually([&] { return nikon().checkForImages(camera) == -5; }));
+    lab().clearFaults();
+    const std::string item = lastOpenedBelow();
+    // The last command of an opening hands the event procedure over.
+    lab().delay("MAIDEntryPoint:6", std::chrono::milliseconds(1000), {{"capability", kEventProcedure}});
+    nikon().send(23, Message().int64(camera));
+    nikon().expectHeader(23);
+    ASSERT_TRUE(eventually([&] { return lab().must({{"cmd", "state"}})["faults"].empty(); }));
+    lab().must(
+        {{"cmd", "event"}, {"id", "nikon-1"}, {"object", item}, {"event", kRemoveChild}, {"parameter", 1}});
+    nikon().expectHeader(23);
+    EXPECT_EQ(nikon().receiveInt(), -51);
+    EXPECT_EQ(files(), Texts{});
+    EXPECT_EQ(nikon().checkForImages(camera), 1) << "the picture has stayed";
 }
 
 // ---- Cameras that go ------------------------------------------------------------------------------------
