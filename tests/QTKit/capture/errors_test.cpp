@@ -92,13 +92,13 @@ TEST_F(CaptureErrors, count_silence_between_frames_as_the_loss_of_the_device) {
 }
 
 TEST_F(CaptureErrors, are_none_while_a_delegate_takes_its_time) {
-    capture::patience().nextFrame = 100ms;
+    capture::patience().nextFrame = 400ms;
     const auto gate = std::make_shared<Gate>();
     Chain chain = this->chain();
     chain.taker->setWork([gate](CVImageBuffer&) { gate->pass(); });
     chain.session->startRunning();
     ASSERT_TRUE(gate->waitForSomebody());
-    std::this_thread::sleep_for(3 * capture::patience().nextFrame);
+    std::this_thread::sleep_for(2 * capture::patience().nextFrame);
     gate->open();
     EXPECT_TRUE(chain.taker->waitForMore(3));
     EXPECT_TRUE(hearer->heard().empty());
