@@ -12,3 +12,12 @@ if(TARVO_SANITIZE)
   add_compile_options(-fsanitize=${TARVO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${TARVO_SANITIZE})
 endif()
+
+# Headers that cost more than what includes them are read once for each target.
+function(tarvo_precompile target)
+  target_precompile_headers(${target} PRIVATE ${ARGN})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # Without it the compiler cache passes by what reads compiled headers.
+    target_compile_options(${target} PRIVATE -fpch-preprocess)
+  endif()
+endfunction()

@@ -4,7 +4,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh test
-cmake --preset release -DTARVO_BENCHMARKS=ON >/dev/null
+. scripts/compiler-cache.sh
+cmake --preset release -DTARVO_BENCHMARKS=ON "${launcher[@]}" >/dev/null
 cmake --build build/release -j "$(nproc)" --target tarvo_benchmarks >/dev/null
 [ "${1:-}" != --build ] || exit 0
 results=build/release/benchmarks.json

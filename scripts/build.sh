@@ -5,8 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh build
 
-launcher=()
-command -v ccache >/dev/null && launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+. scripts/compiler-cache.sh
 
 # Tests and benchmarks need packages of their own; a tree that is configured with them keeps them.
 extra=(-DTARVO_TESTS=OFF -DTARVO_BENCHMARKS=OFF)

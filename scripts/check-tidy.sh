@@ -18,5 +18,5 @@ echo "clang-tidy: ${#files[@]} files"
 # Without the headers that another compiler compiled beforehand.
 commands=$(mktemp -d)
 trap 'rm -r "$commands"' EXIT
-sed -E 's| -Winvalid-pch -include [^ ]+/cmake_pch\.hxx||' "$database" >"$commands/compile_commands.json"
+sed -E 's#( -Winvalid-pch)? -include [^ ]+/cmake_pch\.hxx| -fpch-preprocess##g' "$database" >"$commands/compile_commands.json"
 printf '%s\0' "${files[@]}" | xargs -0 -n 2 -P "$jobs" clang-tidy --quiet -p "$commands"

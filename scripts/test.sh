@@ -39,12 +39,7 @@ if has_release; then
 fi
 trap tell_what_did_not_run EXIT
 
-# Compiled files are found again from another clone, too.
-export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
-# So are those that read headers compiled beforehand.
-export CCACHE_SLOPPINESS=pch_defines,time_macros
-launcher=()
-command -v ccache >/dev/null && launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+. scripts/compiler-cache.sh
 
 is_sanitizer() {
   [ "$1" = asan ] || [ "$1" = tsan ]

@@ -13,15 +13,6 @@ protected:
         command.update(event);
         lab().must(command);
     }
-
-    /** Opening changes properties, which the camera announces. They are past when a later event is: that of
-     * an object, which is logged after it was sent, others before. */
-    int32_t startQuietSession() {
-        const int32_t handle = startSession();
-        raise({{"kind", "object"}, {"event", 0x20A}});
-        helper().waitForOut("In handleObjectEvent 0x20A\n");
-        return handle;
-    }
 };
 
 TEST_F(CanonEvents, of_a_state_are_18_bytes) {

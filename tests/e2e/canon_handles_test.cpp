@@ -105,7 +105,7 @@ TEST_F(CanonHandles, of_a_camera_end_with_its_session) {
 }
 
 TEST_F(CanonHandles, of_pictures_are_checked_before_anything_is_done) {
-    const int32_t handle = startSession();
+    const int32_t handle = startQuietSession();
     events();
     lab().clearTrace();
     for (const int32_t item : {0, 1, 0x12345678, 0x7FFFFFFF, -1, INT32_MIN, handle}) {

@@ -185,7 +185,7 @@ TEST_F(CanonSessions, that_fail_to_open_leave_their_handlers_and_events_do_no_ha
 }
 
 TEST_F(CanonSessions, opened_twice_hear_of_no_more_events_and_leave_no_picture_behind) {
-    const int32_t handle = startSession();
+    const int32_t handle = startQuietSession();
     const int32_t reference = canon().cameraList().at(0);
     events();
     EXPECT_EQ(canon().openSession(reference), 0) << "the camera has a session already";
@@ -266,7 +266,7 @@ TEST_F(CanonSessions, of_a_legacy_camera_answer_with_the_status_of_taking_the_la
 }
 
 TEST_F(CanonSessions, that_are_closed_hear_of_no_more_events) {
-    const int32_t handle = startSession();
+    const int32_t handle = startQuietSession();
     events();
     EXPECT_EQ(canon().closeSession(handle), 0);
     lab().must({{"cmd", "event"}, {"id", "canon-1"}, {"kind", "state"}, {"event", 0x303}, {"parameter", 1}});

@@ -83,6 +83,13 @@ int32_t CanonTest::startSession(const Json& camera) {
     return HasFailure() ? 0 : openFirst();
 }
 
+int32_t CanonTest::startQuietSession(const Json& camera) {
+    const int32_t handle = startSession(camera);
+    lab().must({{"cmd", "event"}, {"id", "canon-1"}, {"kind", "object"}, {"event", 0x20A}});
+    helper().waitForOut("In handleObjectEvent 0x20A\n");
+    return handle;
+}
+
 int32_t CanonTest::openFirst() {
     EXPECT_EQ(canon().initializeSdk(), 0);
     // Every start but the first is answered before the library is up.

@@ -64,6 +64,9 @@ protected:
     void start(const HelperOptions& options);
     /** Starts, initialises the library and opens a session on the first camera. */
     int32_t startSession(const Json& camera = usualCamera());
+    /** The same, once the camera has announced what opening changes in it. Its events are past when a later
+     * one is: that of an object, which is logged after it was sent, others before. */
+    int32_t startQuietSession(const Json& camera = usualCamera());
     /** Initialises the library and opens a session on the first camera of the list. */
     int32_t openFirst();
     /** Takes one picture and answers the items that the camera offers, in its order. */
