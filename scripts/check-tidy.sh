@@ -11,12 +11,24 @@ fi
 database=build/release/compile_commands.json
 [ -f "$database" ] || { echo "Build first: scripts/test.sh" >&2; exit 1; }
 
-compiled=$(sed -nE "s|^ *\"file\": \"$PWD/(.*)\",?$|\1|p" "$database" | sort -u)
+# Files that are compiled together are looked at one by one, and without the headers that another compiler compiled
+# beforehand.
+commands=$(mktemp -d)
+trap 'rm -r "$commands"' EXIT
+python3 - "$database" >"$commands/compile_commands.json" <<'END'
+import json, re, sys
+
+entries = []
+for entry in json.load(open(sys.argv[1])):
+    entry["command"] = re.sub(r"( -Winvalid-pch)? -include \S+/cmake_pch\.hxx| -fpch-preprocess", "", entry["command"])
+    together = "/Unity/" in entry["file"]
+    for file in re.findall(r'#include "(.+\.cpp)"', open(entry["file"]).read()) if together else [entry["file"]]:
+        entries.append(entry | {"file": file, "command": entry["command"].replace(entry["file"], file)})
+print(json.dumps(entries, indent=1))
+END
+
+compiled=$(sed -nE "s|^ *\"file\": \"$PWD/(.*)\",?$|\1|p" "$commands/compile_commands.json" | sort -u)
 mapfile -t files < <(git ls-files -- "${@:-.}" | grep '\.cpp$' | sort | comm -12 - <(echo "$compiled"))
 [ ${#files[@]} -gt 0 ] || { echo "Nothing that is compiled there: $*" >&2; exit 1; }
 echo "clang-tidy: ${#files[@]} files"
-# Without the headers that another compiler compiled beforehand.
-commands=$(mktemp -d)
-trap 'rm -r "$commands"' EXIT
-sed -E 's#( -Winvalid-pch)? -include [^ ]+/cmake_pch\.hxx| -fpch-preprocess##g' "$database" >"$commands/compile_commands.json"
 printf '%s\0' "${files[@]}" | xargs -0 -n 2 -P "$jobs" clang-tidy --quiet -p "$commands"
