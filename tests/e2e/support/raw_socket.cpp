@@ -2,8 +2,8 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <linux/tcp.h>  // the C library's own counts no segments
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -43,6 +43,13 @@ int RawClient::tryConnect(int port) {
     ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     descriptor_ = descriptor;
     return 0;
+}
+
+size_t RawClient::segmentsReceived() const {
+    tcp_info info{};
+    socklen_t size = sizeof info;
+    EXPECT_EQ(::getsockopt(descriptor_, IPPROTO_TCP, TCP_INFO, &info, &size), 0);
+    return info.tcpi_data_segs_in;
 }
 
 bool RawClient::connect(int port) {

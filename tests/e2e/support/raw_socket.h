@@ -30,6 +30,8 @@ public:
     /** The same without failing: 0, or the system's error number. */
     int tryConnect(int port);
     bool isOpen() const { return descriptor_ >= 0; }
+    /** Pieces in which the other end's bytes have come so far. */
+    size_t segmentsReceived() const;
 
     /** False when the other end is gone; that is not a failure by itself. */
     bool send(const Bytes& bytes);
