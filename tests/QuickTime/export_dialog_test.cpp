@@ -288,6 +288,23 @@ TEST_F(ExportDialog, without_a_display_that_can_be_reached_is_answered_at_once) 
     expectServing();
 }
 
+/** As on a machine that nobody has set up for a screen: GTK chooses by what the variables say. */
+TEST_F(ExportDialog, without_a_display_of_either_kind_is_answered_at_once) {
+    const std::map<std::string, std::string> screens[] = {
+        {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}},
+        {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", "wayland-nowhere"}},
+        {{"DISPLAY", ":9999"}, {"WAYLAND_DISPLAY", "wayland-nowhere"}},
+        {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", "wayland-nowhere"}, {"GDK_BACKEND", "wayland"}}};
+    for (const auto& screen : screens) {
+        SCOPED_TRACE(::testing::PrintToString(screen));
+        startHelper(screen, hardwareSetPath());
+        RawClient client = ask();
+        expectAnswer(client, kNoWindowSystem);
+        EXPECT_FALSE(areFilesWritten());
+        expectServing();
+    }
+}
+
 TEST_F(ExportDialogWithCameras, does_not_hold_up_their_live_view) {
     startOnDesktop(mixedSetPath());
     const int32_t camera = openFirst();

@@ -135,6 +135,24 @@ TEST_F(ExportSettings, loads_the_second_file_when_the_first_holds_nothing) {
     EXPECT_EQ(lab().calls("SetSettings").at(0)["args"]["settings"], "0405");
 }
 
+TEST_F(ExportSettings, loads_the_second_file_when_the_first_is_not_there) {
+    startWith({{"answer", "cancel"}});
+    writeFile(second(), {4, 5});
+    RawClient client = ask(1);
+    expectAnswer(client, 0);
+    EXPECT_EQ(lab().calls("SetSettings").at(0)["args"]["settings"], "0405");
+}
+
+TEST_F(ExportSettings, loads_the_first_file_of_two_and_no_other) {
+    startWith({{"answer", "cancel"}});
+    writeFile(first(), {1, 2, 3});
+    writeFile(second(), {4, 5});
+    RawClient client = ask(1);
+    expectAnswer(client, 0);
+    ASSERT_EQ(lab().calls("SetSettings").size(), 1u);
+    EXPECT_EQ(lab().calls("SetSettings").at(0)["args"]["settings"], "010203");
+}
+
 TEST_F(ExportSettings, loads_nothing_unless_asked_to) {
     startWith({{"answer", "cancel"}});
     writeFile(first(), {4, 5});

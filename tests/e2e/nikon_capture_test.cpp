@@ -355,6 +355,35 @@ TEST_F(NikonCapture, polls_for_its_image_51_times) {
         51);
 }
 
+TEST_F(NikonCapture, leaves_the_camera_a_tenth_of_a_second_between_two_looks) {
+    constexpr int64_t kPause = 100000;
+    // When the list of pictures was asked for, and when for what is in it: an empty one is not asked.
+    const auto looks = [this] {
+        std::vector<int64_t> times;
+        for (const Json& entry : lab().calls("MAIDEntryPoint")) {
+            const int64_t command = number(entry["args"]["command"]);
+            const bool isLook = command == kGetCommand || command == kGetArrayCommand;
+            if (isLook && number(entry["args"]["param"]) == kChildren) times.push_back(number(entry["us"]));
+        }
+        return times;
+    };
+    const int64_t camera =
+        startCamera(usualNikon({{"shots", nikonShots({{}, {nikonItem(kJpegType, 1000)}})}}));
+    lab().clearTrace();
+    EXPECT_EQ(nikon().capture(camera, picturePath("none")), -4);
+    const std::vector<int64_t> inVain = looks();
+    EXPECT_EQ(inVain.size(), 51u);
+    for (size_t i = 1; i < inVain.size(); ++i) {
+        EXPECT_GE(inVain[i] - inVain[i - 1], kPause) << "a sleep is never shorter";
+    }
+    // An item is looked for once more before it is taken.
+    lab().press("nikon-1");
+    EXPECT_TRUE(eventually([&] { return lab().clearTrace(), nikon().checkForImages(camera) == 1; }));
+    const std::vector<int64_t> twice = looks();
+    ASSERT_EQ(twice.size(), 4u);
+    EXPECT_GE(twice[2] - twice[1], kPause) << "from the first list to the second look";
+}
+
 TEST_F(NikonCapture, does_not_read_a_value_that_the_camera_refuses) {
     const int64_t camera = startCamera(bodyWithShot({nikonItem(kJpegType, 1000)}));
     lab().fault("MAIDEntryPoint:7", -127, {{"capability", kReadBeforeCapture}});

@@ -95,6 +95,32 @@ TEST_F(VideoWire, method_11_answers_an_array_or_a_count_of_zero) {
     helper().waitForOut("QTKitCapture: Incorrect dimensions width 10, height 10\n");
 }
 
+/** The first header says that the call is under way, the second that it is done. */
+TEST_F(VideoWire, start_header_comes_before_the_call_runs_and_the_result_header_after_it) {
+    const int64_t camera = startSelected(webcamWithControls());
+    constexpr std::chrono::seconds kDelay{1};
+    struct Waiting {
+        int method;
+        const char* in;
+        Message arguments;
+    };
+    for (const Waiting& waiting :
+         {Waiting{7, "QTCaptureSession.startRunning", Message().int64(camera).int32(32).int32(24)},
+          Waiting{13, "ControlRequest", Message().int64(camera).int32(2).int64(0)},
+          Waiting{14, "ControlRequest", Message().int64(camera).int32(2)},
+          Waiting{15, "ControlRequest", Message().int64(camera).int32(1)},
+          Waiting{6, "QTCaptureSession.stopRunning", Message().int64(camera)}}) {
+        SCOPED_TRACE(waiting.method);
+        lab().delay(waiting.in, kDelay);
+        video().send(waiting.method, waiting.arguments);
+        video().expectHeader(waiting.method);
+        EXPECT_EQ(hex(video().socket().receiveSome(1, std::chrono::milliseconds(50))), "") << "it still runs";
+        video().expectHeader(waiting.method);
+        video().receiveResult(videoMethod(waiting.method));
+    }
+    video().socket().expectSilence();
+}
+
 TEST_F(VideoWire, method_12_is_accepted_and_ignored) {
     const int64_t camera = startSelected();
     lab().clearTrace();
