@@ -89,7 +89,7 @@ std::string fault(Fields& command, JsonText& /*answer*/) {
     command.text("call", fault.call);
     command.text("device", fault.device);
     int64_t result = 0;
-    if (command.number("result", result)) fault.result = result;
+    if (command.number("result", result, {INT32_MIN, UINT32_MAX})) fault.result = result;
     command.number("skip", fault.skip, {0, kMostCalls});
     command.number("times", fault.times, {0, kMostCalls});
     command.number("delayMs", fault.delayMs, {0, kMostMilliseconds});
@@ -97,6 +97,7 @@ std::string fault(Fields& command, JsonText& /*answer*/) {
         int64_t wanted = 0;
         if (command.number(key, wanted)) fault.matches.emplace_back(key, wanted);
     }
+    if (!splitCommand(fault)) command.wrong("call", "expected a command's number behind the colon");
     if (!fault.result && fault.delayMs == 0) command.wrong("", "a fault needs \"result\" or \"delayMs\"");
     if (std::string problem = finished(command); !problem.empty()) return problem;
     Faults::instance().add(std::move(fault));

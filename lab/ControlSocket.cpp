@@ -224,7 +224,6 @@ void removeAtExit(const std::string& path) {
 }  // namespace
 
 std::string startControlSocket(const std::string& path) {
-    constexpr int kBacklog = 64;
     constexpr mode_t kOwnerOnly = 0600;
     sockaddr_un address{};
     if (!makeAddress(path, address)) {
@@ -238,7 +237,7 @@ std::string startControlSocket(const std::string& path) {
         return systemText(errno);
     }
     removeAtExit(path);
-    if (listen(listener.get(), kBacklog) != 0) return systemText(errno);
+    if (listen(listener.get(), SOMAXCONN) != 0) return systemText(errno);
     try {
         startThread("lab-control",
                     [server = std::make_shared<Server>(std::move(listener))] { server->run(); });

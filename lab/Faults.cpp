@@ -1,8 +1,8 @@
 #include "lab/Faults.h"
 
 #include <algorithm>
-#include <charconv>
 
+#include "lab/Fields.h"
 #include "lab/Trace.h"
 
 namespace lab {
@@ -26,19 +26,17 @@ bool matches(const Fault& fault, const CallRecord& record) {
                        [&](const auto& wanted) { return hasNumber(record, wanted.first, wanted.second); });
 }
 
-/** "MAIDEntryPoint:7" names the call and the command in one. */
-void splitCommand(Fault& fault) {
-    const size_t colon = fault.call.rfind(':');
-    if (colon == std::string::npos) return;
+}  // namespace
+
+bool splitCommand(Fault& fault) {
+    const size_t colon = fault.call.find(':');
+    if (colon == std::string::npos) return true;
     int64_t command = 0;
-    const char* end = fault.call.data() + fault.call.size();
-    const auto parsed = std::from_chars(fault.call.data() + colon + 1, end, command);
-    if (parsed.ec != std::errc() || parsed.ptr != end) return;
+    if (!keyNumber(std::string_view(fault.call).substr(colon + 1), command)) return false;
     fault.matches.emplace_back("command", command);
     fault.call.resize(colon);
+    return true;
 }
-
-}  // namespace
 
 Faults& Faults::instance() {
     static auto* faults = new Faults;
@@ -46,7 +44,6 @@ Faults& Faults::instance() {
 }
 
 void Faults::add(Fault fault) {
-    splitCommand(fault);
     fault.call = canonicalName(fault.call);
     const std::lock_guard guard(mutex_);
     faults_.push_back(std::move(fault));

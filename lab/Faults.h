@@ -30,6 +30,9 @@ struct Fault {
     uint64_t applied = 0;
 };
 
+/** "MAIDEntryPoint:7" names the call and the command in one; false when no number stands behind the colon. */
+bool splitCommand(Fault& fault);
+
 /** What a fault does to one call. */
 struct Verdict {
     std::optional<int64_t> result;

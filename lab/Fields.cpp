@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 namespace lab {
@@ -24,6 +25,14 @@ int digitOf(char c) {
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;
     if (c >= 'A' && c <= 'F') return c - 'A' + 10;
     return -1;
+}
+
+/** False for a fraction, and where doubles cannot tell one whole number from the next. */
+bool wholeNumber(double number, int64_t& out) {
+    constexpr double kExact = 9007199254740992.0;
+    if (!(std::fabs(number) <= kExact) || number != std::trunc(number)) return false;
+    out = static_cast<int64_t>(number);
+    return true;
 }
 
 bool parseWhole(std::string_view text, int base, int64_t& out) {
@@ -117,6 +126,8 @@ bool toNumber(const Json& value, int64_t& out) {
         out = static_cast<int64_t>(number);
         return true;
     }
+    // Scripts compute: 600 / 2 is 300.0 in some of their languages.
+    if (value.is_number_float()) return wholeNumber(value.get<double>(), out);
     if (!value.is_number_integer()) return false;
     out = value.get<int64_t>();
     return true;

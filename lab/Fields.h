@@ -40,7 +40,7 @@ std::string kindOf(const Json& value);
 std::string fieldPath(std::string_view path, std::string_view name);
 std::string itemPath(std::string_view path, size_t index);
 
-/** A JSON number or a text "0x…"; false when it is neither or does not fit. */
+/** A whole JSON number or a text "0x…"; false when it is neither or does not fit. */
 LAB_EXPORT bool toNumber(const Json& value, int64_t& out);
 /** Two hexadecimal digits a byte; false when the text is something else. */
 LAB_EXPORT bool toBytes(std::string_view hex, std::vector<uint8_t>& out);

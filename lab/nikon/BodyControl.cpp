@@ -26,10 +26,13 @@ bool parsePath(std::string_view text, std::vector<uint32_t>& out) {
     return out.size() <= kDeepest;
 }
 
+/** "capability" is its name here; "property", as other families call it, will do. */
 bool readCapabilityId(Fields& command, uint32_t& out) {
     int64_t id = 0;
-    command.require("capability");
-    if (!command.number("capability", id, {0, UINT32_MAX})) return false;
+    const bool isCalledProperty = command.any("capability") == nullptr && command.any("property") != nullptr;
+    const char* name = isCalledProperty ? "property" : "capability";
+    command.require(name);
+    if (!command.number(name, id, {0, UINT32_MAX})) return false;
     out = static_cast<uint32_t>(id);
     return true;
 }

@@ -21,6 +21,7 @@ TEST_F(MaidTest, an_enumeration_is_read_and_set_by_its_index) {
     list.value = 2;
     EXPECT_EQ(run(body, kMaidCommandCapSet, 0x8111, kMaidDataEnumPtr, addressOf(list)), 0);
     EXPECT_EQ(must({{"cmd", "get"}, {"id", "nikon-1"}, {"capability", "0x8111"}})["value"], 2);
+    EXPECT_EQ(must({{"cmd", "get"}, {"id", "nikon-1"}, {"property", "0x8111"}})["value"], 2);
     list.value = 4;
     EXPECT_EQ(run(body, kMaidCommandCapSet, 0x8111, kMaidDataEnumPtr, addressOf(list)),
               kMaidResultValueOutOfBounds);

@@ -148,6 +148,10 @@ TEST_F(Faults, that_make_no_sense_are_refused) {
     const Row rows[] = {
         {{{"result", 1}}, "call: is missing"},
         {{{"call", 5}, {"result", 1}}, "call: expected a text, found 5"},
+        {{{"call", "MAIDEntryPoint:open"}, {"result", 1}},
+         "call: expected a command's number behind the colon"},
+        {{{"call", "A"}, {"result", "0x100000000"}},
+         "result: expected -2147483648 to 4294967295, found the text \"0x100000000\""},
         {{{"call", "A"}}, "a fault needs \"result\" or \"delayMs\""},
         {{{"call", "A"}, {"result", "x"}},
          "result: expected a whole number or a text like \"0x406\", "

@@ -77,7 +77,11 @@ TEST(Numbers, may_be_written_as_numbers_or_as_hex_texts) {
         {"0x-1", false, 0},
         {"0x4 ", false, 0},
         {"", false, 0},
-        {1.0, false, 0},
+        {300.0, true, 300},
+        {-2.0, true, -2},
+        {1.5, false, 0},
+        {1e300, false, 0},
+        {9007199254740994.0, false, 0},
         {true, false, 0},
         {nullptr, false, 0},
     };

@@ -2,7 +2,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include "lab/ControlSocket.h"
@@ -72,6 +74,25 @@ TEST_F(Socket, serves_several_connections) {
     first.send("\"property\":\"0x406\",\"value\":80}\n");
     EXPECT_EQ(first.line(), R"({"ok":true})");
     EXPECT_EQ(second.ask({{"cmd", "get"}, {"id", "canon-1"}, {"property", "0x406"}})["value"], 80);
+}
+
+TEST_F(Socket, turns_nobody_away_when_many_come_at_once) {
+    const auto idle = listening();
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path().copy(address.sun_path, sizeof address.sun_path - 1);
+    std::vector<int> clients;
+    for (int i = 0; i < 400; ++i) {
+        clients.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+        // Does not wait for a place in the queue, as clients in languages with time limits do not.
+        ASSERT_EQ(connect(clients.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0)
+            << i;
+    }
+    for (const int client : clients) {
+        close(client);
+    }
+    SocketClient client(path());
+    EXPECT_EQ(client.ask({{"cmd", "clearFaults"}})["ok"], true);
 }
 
 TEST_F(Socket, forgets_a_connection_that_drops_in_the_middle_of_a_line) {
