@@ -19,5 +19,19 @@ function(tarvo_precompile target)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Without it the compiler cache passes by what reads compiled headers.
     target_compile_options(${target} PRIVATE -fpch-preprocess)
+    tarvo_sum_precompiled(${target} ${ARGN})
   endif()
+endfunction()
+
+# The compiler writes other bytes each time. What the cache shall go by is what the headers say.
+function(tarvo_sum_precompiled target)
+  list(TRANSFORM ARGN PREPEND "#include " OUTPUT_VARIABLE lines)
+  list(JOIN lines "\n" text)
+  set(folder ${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${target}.dir)
+  file(WRITE ${folder}/precompiled.cpp "${text}\n")
+  execute_process(
+    COMMAND ${CMAKE_CXX_COMPILER} -std=c++20 -E -dD -P ${folder}/precompiled.cpp
+    OUTPUT_VARIABLE said COMMAND_ERROR_IS_FATAL ANY)
+  string(SHA256 sum "${said}")
+  file(WRITE ${folder}/cmake_pch.hxx.gch.sum "${sum}\n")
 endfunction()
