@@ -48,7 +48,7 @@ public:
 private:
     static constexpr uid_t kNobody = 65534;
 
-    static void become(uid_t user) { EXPECT_EQ(0, seteuid(user)) << strerror(errno); }
+    static void become(uid_t user) { EXPECT_EQ(0, setresuid(user, user, 0)) << strerror(errno); }
 
     const uid_t user_ = geteuid();
 };
