@@ -162,6 +162,22 @@ SecondWebcam::~SecondWebcam() {
 
 /* ---- The helper ---------------------------------------------------------------------------------------- */
 
+namespace {
+
+/** The video nodes of which a process has descriptors, once for each. */
+Lines openNodesOf(pid_t process) {
+    namespace fs = std::filesystem;
+    std::error_code gone;  // meanwhile
+    Lines open;
+    for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(process) + "/fd", gone)) {
+        const std::string target = fs::read_symlink(entry.path(), gone).string();
+        if (target.starts_with("/dev/video")) open.push_back(target);
+    }
+    return open;
+}
+
+}  // namespace
+
 void HardwareTest::startHelper() {
     helper_.reset();
     e2e::HelperOptions options;
@@ -181,6 +197,13 @@ void HardwareTest::TearDown() {
     for (const int64_t camera : left) {
         release(camera);
     }
+    expectNoOpenNode();
+}
+
+void HardwareTest::expectNoOpenNode() {
+    Lines open;
+    EXPECT_TRUE(eventually([&] { return (open = openNodesOf(helper().pid())).empty(); }))
+        << "still open: " << ::testing::PrintToString(open);
 }
 
 Lines HardwareTest::names() {

@@ -92,7 +92,7 @@ protected:
     static void SetUpTestSuite() { startHelper(); }
     static void TearDownTestSuite() { helper_.reset(); }
     void SetUp() override;
-    /** Releases what the test has selected. */
+    /** Releases what the test has selected; then no node is open any more. */
     void TearDown() override;
     static void startHelper();
 
@@ -116,6 +116,9 @@ protected:
     /** The message that a device is gone. */
     void expectLoss();
     void expectServing();
+    /** The helper has no descriptor of a video node, or will soon have none: its streams end by themselves.
+     */
+    static void expectNoOpenNode();
     /** How often the helper has said so since the test began. */
     size_t said(const std::string& text) { return helper().err().count(text, said_before_); }
 

@@ -69,11 +69,9 @@ void Frame::operator delete(void* memory) noexcept {
     if (!shelf().put(memory)) std::free(memory);
 }
 
-Ref<CVImageBuffer> Frame::of(GstSample& sample) {
+Ref<CVImageBuffer> Frame::of(GstBuffer* buffer, const GstCaps* caps) {
     GstVideoInfo info;
     GstVideoFrame picture;
-    GstCaps* const caps = gst_sample_get_caps(&sample);
-    GstBuffer* const buffer = gst_sample_get_buffer(&sample);
     if (caps == nullptr || buffer == nullptr || !gst_video_info_from_caps(&info, caps)) return {};
     if (GST_VIDEO_INFO_FORMAT(&info) != GST_VIDEO_FORMAT_BGRA) return {};
     if (!gst_video_frame_map(&picture, &info, buffer, GST_MAP_READ)) return {};

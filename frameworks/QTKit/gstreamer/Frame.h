@@ -18,8 +18,12 @@ namespace capture {
 
 class Frame final : public CVImageBuffer {
 public:
-    /** Null when the sample holds no BGRA picture that can be read, or there is no memory. */
-    static Ref<CVImageBuffer> of(GstSample& sample);
+    /** Null when the buffer holds no BGRA picture that can be read, or there is no memory. Keeps the buffer.
+     */
+    static Ref<CVImageBuffer> of(GstBuffer* buffer, const GstCaps* caps);
+    static Ref<CVImageBuffer> of(GstSample& sample) {
+        return of(gst_sample_get_buffer(&sample), gst_sample_get_caps(&sample));
+    }
 
     CVReturn lockBaseAddress() override;
     void unlockBaseAddress() override;

@@ -1,6 +1,7 @@
 #include <dlfcn.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "frameworks/QTKit/gstreamer/Toolkit.h"
@@ -28,6 +29,16 @@ const Toolkit* loadToolkit() {
         return nullptr;
     }
     return reinterpret_cast<decltype(&tarvoCaptureToolkit)>(entry)();
+}
+
+/** GStreamer's V4L2 source can leave the buffers of a stopped stream to their driver. In 1.22.0 it forgets a
+ *  reference on its pool of buffers then, so that each stream leaves descriptors open, the node's among them.
+ *  Asked for, it takes the buffers back instead, and forgets nothing. Done when this library is loaded,
+ * before there are threads: one of them could be reading the environment.
+ */
+[[gnu::constructor]] void takeBuffersBack() {
+    constexpr int kKeepWhatIsSet = 0;
+    setenv("GST_V4L2_FORCE_DRAIN", "1", kKeepWhatIsSet);
 }
 
 }  // namespace

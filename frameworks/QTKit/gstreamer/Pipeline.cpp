@@ -1,7 +1,6 @@
 #include "frameworks/QTKit/gstreamer/Pipeline.h"
 
 #include <gst/app/gstappsink.h>
-#include <gst/base/gstbasesrc.h>
 
 #include <cstring>
 #include <new>
@@ -29,25 +28,9 @@ GstBusSyncReply onMessage(GstBus* /*bus*/, GstMessage* message, gpointer pipelin
     return GST_BUS_DROP;
 }
 
-bool isNodePool(const GstBufferPool* pool) {
-    return pool != nullptr && std::strcmp(G_OBJECT_TYPE_NAME(pool), "GstV4l2BufferPool") == 0;
-}
-
-/** The pool that V4L2's source takes its buffers from; null of other sources, and before they flow. */
-Held<GstBufferPool> nodePoolOf(const Elements& elements) {
-    if (!GST_IS_BASE_SRC(elements.source)) return nullptr;
-    Held<GstBufferPool> pool(gst_base_src_get_buffer_pool(GST_BASE_SRC(elements.source)));
-    return isNodePool(pool.get()) ? std::move(pool) : nullptr;
-}
-
-/** V4L2's source of GStreamer 1.22 forgets a reference on its pool in every run, and with it a descriptor of
- *  the node and some more stay open: five a run, and the same pool is lost by gst-launch-1.0 alone. Once the
- *  pipeline is down nobody but the caller has it, so whatever reference is left besides is a forgotten one.
- */
-void giveBackForgotten(GstBufferPool* pool) {
-    while (pool != nullptr && GST_OBJECT_REFCOUNT_VALUE(pool) > 1) {
-        gst_object_unref(pool);
-    }
+/** In a buffer of the node's driver. */
+bool isInDriverMemory(const GstBuffer& buffer) {
+    return buffer.pool != nullptr && std::strcmp(G_OBJECT_TYPE_NAME(buffer.pool), "GstV4l2BufferPool") == 0;
 }
 
 void listen(const Elements& elements, Pipeline& pipeline) {
@@ -80,13 +63,16 @@ void Pipeline::stop() {
 }
 
 void Pipeline::takeSample(GstSample* sample) {
-    Ref<CVImageBuffer> frame = Frame::of(*sample);
+    GstBuffer* const original = gst_sample_get_buffer(sample);
+    if (original == nullptr) return;
+    // A driver has few buffers, and its device stays taken until it has all of them back: a frame that a host
+    // still looks at would be in the way of the next stream.
+    const Held<GstBuffer> copy = isInDriverMemory(*original) ? copies_.of(*sample) : nullptr;
+    Ref<CVImageBuffer> frame = Frame::of(copy ? copy.get() : original, gst_sample_get_caps(sample));
     if (!frame) return;  // one that cannot be shown is as good as none
-    const bool isNodes = isNodePool(gst_sample_get_buffer(sample)->pool);
     {
         const std::lock_guard guard(mutex_);
         hasFrames_ = true;
-        hasNodeFrames_ = hasNodeFrames_ || isNodes;
     }
     listener_->frameArrived(std::move(frame));
 }
@@ -144,9 +130,7 @@ Failure Pipeline::play(const Choice& choice) {
     }
     // Before the pipeline goes down: a driver whose device was pulled out may not let it.
     if (failure && failure.code != kErrorNoUsableMode) tell(failure);
-    const Held<GstBufferPool> pool = nodePoolOf(elements);
     gst_element_set_state(elements.pipeline.get(), GST_STATE_NULL);
-    if (!hasNodeFrames()) giveBackForgotten(pool.get());
     return failure;
 }
 
@@ -164,11 +148,6 @@ std::optional<Trouble> Pipeline::waitForEnd() {
 std::optional<Trouble> Pipeline::whatHappened() {
     const std::lock_guard guard(mutex_);
     return trouble_;
-}
-
-bool Pipeline::hasNodeFrames() {
-    const std::lock_guard guard(mutex_);
-    return hasNodeFrames_;
 }
 
 bool Pipeline::hasFrames() {

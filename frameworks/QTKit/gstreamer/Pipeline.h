@@ -15,6 +15,7 @@
 #include <mutex>
 #include <optional>
 
+#include "frameworks/QTKit/gstreamer/Copies.h"
 #include "frameworks/QTKit/gstreamer/Trouble.h"
 #include "frameworks/QTKit/gstreamer/Webcam.h"
 
@@ -41,18 +42,17 @@ private:
     std::optional<Trouble> waitForEnd();
     std::optional<Trouble> whatHappened();
     bool hasFrames();
-    bool hasNodeFrames();
 
     const std::shared_ptr<const Webcam> webcam_;
     const std::optional<FrameSize> size_;
     std::shared_ptr<StreamListener> listener_;  // the thread's, which lets go of it in the end
     bool hasTold_ = false;                      // the thread's: of a failure
+    Copies copies_;                             // GStreamer's thread's
 
     std::mutex mutex_;
     std::condition_variable changed_;
     bool isStopped_ = false;  // guarded by mutex_, as below
     bool hasFrames_ = false;
-    bool hasNodeFrames_ = false;      // frames that lie in the source's own memory
     std::optional<Trouble> trouble_;  // the first there was
 };
 
