@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Fails when a page (*.md) links to a file or a heading of this tree that does not exist.
+# Fails when a page (*.md) links to a file or a heading of this tree that does not exist, or holds both sides of a merge.
 # Usage: scripts/check-docs.sh [FOLDER]     (default: the whole tree)
 set -euo pipefail
 cd "${1:-$(dirname "$0")/..}"
@@ -21,12 +21,13 @@ links() {
 
 failed=0
 complain() {
-  echo "$1: broken link: $2" >&2
+  echo "$1: $2" >&2
   failed=1
 }
 
 count=0
 while IFS= read -r page; do
+  ! grep -qE '^(<{7}|>{7}) ' "$page" || complain "$page" "an unfinished merge"
   while IFS= read -r link; do
     [ -n "$link" ] || continue
     case $link in http://* | https://* | mailto:*) continue ;; esac
@@ -35,9 +36,9 @@ while IFS= read -r page; do
     target=$page
     [ -z "$file" ] || target=$(dirname "$page")/$file
     if [ ! -e "$target" ]; then
-      complain "$page" "$link"
+      complain "$page" "broken link: $link"
     elif [[ $link == *'#'* && $target == *.md ]]; then
-      grep -qxF -- "${link#*#}" <<<"$(anchors "$target")" || complain "$page" "$link"
+      grep -qxF -- "${link#*#}" <<<"$(anchors "$target")" || complain "$page" "broken link: $link"
     fi
   done < <(links "$page")
 done < <(find . -name '*.md' -not -path './build/*' -not -path './dist/*' -not -path './.git/*' | sort)

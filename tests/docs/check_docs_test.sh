@@ -27,3 +27,5 @@ page '# Here' '[a](#there)'
 must_fail "a heading of the same page that does not exist"
 page '```' '[a](nowhere.md)' '```'
 must_pass "a link inside a fence"
+page 'One.' '<<<<<<< HEAD' 'Two.' '=======' 'Three.' '>>>>>>> 1234567 (words)'
+must_fail "both sides of a merge"
