@@ -139,7 +139,11 @@ Failure makeElements(const Webcam& webcam, const Choice& choice, std::optional<F
     GstElement* const source = webcam.device() != nullptr
                                    ? gst_device_create_element(webcam.device(), nullptr)
                                    : makeNodeSource(webcam.node()->path());
-    return makeElements(source, choice, size, out);
+    if (Failure failure = makeElements(source, choice, size, out)) return failure;
+    if (webcam.node()) return {};
+    out.departure = std::make_unique<Departure>(webcam.device(), out.source);
+    // One that left before is not told of any more.
+    return webcam.isGone() ? Failure{QTErrorDeviceWasDisconnected} : Failure{};
 }
 
 }  // namespace capture

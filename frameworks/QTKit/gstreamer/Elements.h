@@ -5,8 +5,10 @@
  */
 #pragma once
 
+#include <memory>
 #include <optional>
 
+#include "frameworks/QTKit/gstreamer/Departure.h"
 #include "frameworks/QTKit/gstreamer/Modes.h"
 #include "frameworks/QTKit/gstreamer/Webcam.h"
 
@@ -17,6 +19,8 @@ struct Elements {
     // In the pipeline:
     GstElement* source = nullptr;
     GstElement* sink = nullptr;  // the application's
+    // Only of those that do not notice by themselves; it ends before the pipeline does.
+    std::unique_ptr<Departure> departure = {};
 };
 
 /** V4L2's source for a node; null when GStreamer has none. */

@@ -1,14 +1,13 @@
 #include "frameworks/QTKit/gstreamer/Monitor.h"
 
 #include <algorithm>
-#include <chrono>
-#include <condition_variable>
 #include <mutex>
+#include <new>
 #include <set>
 #include <system_error>
 
 #include "frameworks/QTKit/gstreamer/NodeProbe.h"
-#include "frameworks/QTKit/gstreamer/Threads.h"
+#include "frameworks/QTKit/gstreamer/Provider.h"
 #include "frameworks/QTKit/gstreamer/Webcam.h"
 
 namespace capture {
@@ -18,36 +17,11 @@ namespace {
 using WebcamRef = std::shared_ptr<Webcam>;
 using Webcams = std::vector<WebcamRef>;
 
-/** Looking through a machine's devices takes some hundredths of a second, a sleeping one some tenths. */
-constexpr std::chrono::seconds kStartLimit{5};
-
-class Devices {
-public:
-    explicit Devices(GstDeviceMonitor* monitor) : list_(gst_device_monitor_get_devices(monitor)) {}
-    ~Devices() { g_list_free_full(list_, gst_object_unref); }
-    Devices(const Devices&) = delete;
-    Devices& operator=(const Devices&) = delete;
-
-    template <class Use>
-    void forEach(Use use) const {
-        for (const GList* at = list_; at != nullptr; at = at->next)
-            use(GST_DEVICE(at->data));
-    }
-
-private:
-    GList* const list_;
-};
-
 class Monitor {
 public:
     bool list(std::vector<CameraRef>& out);
-    bool has(const GstDevice* device);
 
 private:
-    enum class State { None, Starting, Running, Failed };
-
-    bool isReady(std::unique_lock<std::mutex>& lock);
-    void start();
     void update();
     void updateListed();
     void updateUnannounced();
@@ -55,10 +29,7 @@ private:
     size_t numberFor(const std::string& place) const;
 
     std::mutex mutex_;
-    std::condition_variable changed_;
-    State state_ = State::None;  // guarded by mutex_, as all below
-    GstDeviceMonitor* monitor_ = nullptr;
-    Webcams webcams_;         // what was there last
+    Webcams webcams_;         // what was there last; guarded by mutex_, as below
     std::vector<Node> dull_;  // nodes that bring no pictures
 };
 
@@ -67,35 +38,21 @@ Monitor& instance() {
     return *one;
 }
 
-/** A monitor that has looked around, or null. */
-GstDeviceMonitor* makeMonitor() {
-    GstDeviceMonitor* const monitor = gst_device_monitor_new();
-    // One camera that two interfaces show is our affair: PipeWire would hide those of V4L2, which we prefer.
-    gst_device_monitor_set_show_all_devices(monitor, TRUE);
-    gst_device_monitor_add_filter(monitor, "Video/Source", nullptr);
-    const Held<GstBus> bus(gst_device_monitor_get_bus(monitor));
-    gst_bus_set_flushing(bus.get(), TRUE);  // nobody reads what it reports
-    if (gst_device_monitor_start(monitor)) return monitor;
-    gst_object_unref(monitor);
-    return nullptr;
+/** One camera that two providers show is our affair: PipeWire's would hide those of V4L2, which we prefer. */
+bool areReady() {
+    for (Provider* provider : providers())
+        provider->start();
+    bool isAny = false;
+    for (Provider* provider : providers())
+        isAny = provider->await() || isAny;
+    return isAny;
 }
 
-/** On a thread of its own, since some interface may keep it waiting. */
-void Monitor::start() {
-    state_ = State::Starting;
-    startThread("capture-devices", [this] {
-        GstDeviceMonitor* const monitor = makeMonitor();
-        const std::lock_guard guard(mutex_);
-        monitor_ = monitor;
-        state_ = monitor != nullptr ? State::Running : State::Failed;
-        changed_.notify_all();
-    });
-}
-
-bool Monitor::isReady(std::unique_lock<std::mutex>& lock) {
-    if (state_ == State::None || state_ == State::Failed) start();
-    changed_.wait_for(lock, kStartLimit, [this] { return state_ != State::Starting; });
-    return state_ == State::Running;
+Devices listDevices() {
+    Devices devices;
+    for (Provider* provider : providers())
+        provider->list(devices);
+    return devices;
 }
 
 size_t Monitor::numberFor(const std::string& place) const {
@@ -117,18 +74,19 @@ void Monitor::add(WebcamFacts facts) {
 
 /** Those that stay keep their objects. */
 void Monitor::updateListed() {
-    const Devices devices(monitor_);
+    const Devices devices = listDevices();
     std::set<const GstDevice*> listed;
-    devices.forEach([&](GstDevice* device) { listed.insert(device); });
+    for (const Held<GstDevice>& device : devices)
+        listed.insert(device.get());
     std::erase_if(webcams_, [&](const WebcamRef& webcam) {
         return webcam->device() != nullptr && !listed.contains(webcam->device());
     });
     for (const WebcamRef& webcam : webcams_)
         listed.erase(webcam->device());
     std::vector<WebcamFacts> added;
-    devices.forEach([&](GstDevice* device) {
-        if (listed.contains(device)) added.push_back(factsOf(device));
-    });
+    for (const Held<GstDevice>& device : devices) {
+        if (listed.contains(device.get())) added.push_back(factsOf(device.get()));
+    }
     const auto pathOf = [](const WebcamFacts& facts) { return facts.node ? facts.node->path() : ""; };
     std::sort(added.begin(), added.end(),
               [&](const WebcamFacts& a, const WebcamFacts& b) { return pathOf(a) < pathOf(b); });
@@ -178,8 +136,8 @@ bool isShown(const Webcam& webcam, const Webcams& all) {
 }
 
 bool Monitor::list(std::vector<CameraRef>& out) {
-    std::unique_lock lock(mutex_);
-    if (!isReady(lock)) return false;
+    const std::lock_guard guard(mutex_);
+    if (!areReady()) return false;
     update();
     for (const WebcamRef& webcam : webcams_) {
         if (isShown(*webcam, webcams_)) out.push_back(webcam);
@@ -187,14 +145,6 @@ bool Monitor::list(std::vector<CameraRef>& out) {
     std::sort(out.begin(), out.end(),
               [](const CameraRef& a, const CameraRef& b) { return a->uniqueId() < b->uniqueId(); });
     return true;
-}
-
-bool Monitor::has(const GstDevice* device) {
-    const std::lock_guard guard(mutex_);
-    if (state_ != State::Running) return false;
-    bool isFound = false;
-    Devices(monitor_).forEach([&](const GstDevice* listed) { isFound = isFound || listed == device; });
-    return isFound;
 }
 
 }  // namespace
@@ -210,7 +160,13 @@ bool listWebcams(std::vector<CameraRef>& out) {
 }
 
 bool isListed(const GstDevice* device) {
-    return instance().has(device);
+    try {
+        const Devices devices = listDevices();
+        return std::any_of(devices.begin(), devices.end(),
+                           [&](const Held<GstDevice>& listed) { return listed.get() == device; });
+    } catch (const std::bad_alloc&) {
+        return true;  // nothing says that it is gone
+    }
 }
 
 }  // namespace capture

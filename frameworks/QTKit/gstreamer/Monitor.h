@@ -1,10 +1,10 @@
-/* Monitor.h: GStreamer's list of video devices, watched from the first question on.
+/* Monitor.h: the list of video devices, of all that GStreamer's providers show.
  *
  * The first question waits until the system's devices have been looked through, the later ones are answered
- * from what the monitor knows.
+ * from what the providers know.
  *
  * Thread: any.
- * Owns:   the monitor, for good.
+ * Owns:   the webcams that were listed last, for good.
  */
 #pragma once
 
@@ -18,7 +18,7 @@ namespace capture {
 
 /** As Toolkit's list. */
 bool listWebcams(std::vector<CameraRef>& out);
-/** Whether the monitor still has the device. */
+/** Whether a provider still has the device. */
 bool isListed(const GstDevice* device);
 
 }  // namespace capture
