@@ -25,6 +25,8 @@ test_packages=(
   xvfb xdotool x11-utils  # windows without a display
   sway wtype              # the same on Wayland
   dbus-daemon at-spi2-core  # what a screen reader finds in them
+  # Webcams of PipeWire: the daemon, who links programs to them, GStreamer's part of it, and a program that plays one.
+  pipewire wireplumber gstreamer1.0-pipewire gstreamer1.0-tools
   ffmpeg                  # looks at exported movies with eyes of its own
   python3 git
 )

@@ -1,0 +1,95 @@
+#include "tests/pipewire/process.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+#include "tests/e2e/support/patience.h"
+
+extern char** environ;
+
+namespace pw {
+
+namespace {
+
+std::vector<std::string> environmentWith(const Environment& changes) {
+    std::vector<std::string> result;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        const std::string text = *entry;
+        if (!changes.contains(text.substr(0, text.find('=')))) result.push_back(text);
+    }
+    for (const auto& [name, value] : changes) {
+        result.push_back(std::string(name).append("=").append(value));
+    }
+    return result;
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    std::transform(texts.begin(), texts.end(), std::back_inserter(result),
+                   [](std::string& text) { return text.data(); });
+    result.push_back(nullptr);
+    return result;
+}
+
+}  // namespace
+
+Process::Process(const std::vector<std::string>& command, const Environment& changes) {
+    std::vector<std::string> words = command;
+    std::vector<std::string> settings = environmentWith(changes);
+    const std::vector<char*> arguments = pointersTo(words);
+    const std::vector<char*> environment = pointersTo(settings);
+    std::array<int, 2> pipe{};
+    if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {
+        ADD_FAILURE() << "no pipe for " << command.front();
+        return;
+    }
+    pid_ = ::fork();
+    if (pid_ == 0) {
+        // A test that crashes must not leave anybody behind.
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        ::dup2(pipe[1], STDOUT_FILENO);
+        ::dup2(pipe[1], STDERR_FILENO);
+        ::execvpe(arguments[0], arguments.data(), environment.data());
+        ::_exit(127);
+    }
+    ::close(pipe[1]);
+    said_.drain(pipe[0]);
+    EXPECT_GT(pid_, 0) << "cannot start " << command.front();
+}
+
+void Process::send(int signal) const {
+    if (pid_ > 0) ::kill(pid_, signal);
+}
+
+void Process::halt() {
+    send(SIGSTOP);
+    // It has stopped when the system says so, not when it was asked to.
+    if (pid_ > 0) ::waitpid(pid_, nullptr, WUNTRACED);
+}
+
+void Process::resume() {
+    send(SIGCONT);
+}
+
+void Process::end(int signal) {
+    if (pid_ <= 0) return;
+    send(signal);
+    resume();
+    const auto hasEnded = [this] { return ::waitpid(pid_, nullptr, WNOHANG) != 0; };
+    if (!e2e::eventually(hasEnded, std::chrono::seconds(10))) {
+        send(SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
+    }
+    pid_ = -1;
+    said_.join();
+}
+
+}  // namespace pw
