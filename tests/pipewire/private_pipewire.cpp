@@ -122,14 +122,13 @@ void PrivatePipeWire::endDaemon(int signal) {
     manager_->end();
 }
 
-std::unique_ptr<Process> PrivatePipeWire::startWebcam(const std::string& name, const std::string& caps,
-                                                      const std::string& coder) {
+std::unique_ptr<Process> PrivatePipeWire::startWebcam(const std::string& name, const std::string& caps) {
     const size_t before = manager_->said().size();
     const std::string facts =
         "stream-properties=p,media.class=Video/Source,node.name=" + name + ",node.description=" + name;
     auto webcam = std::make_unique<Process>(
-        std::vector<std::string>{"gst-launch-1.0", "videotestsrc", "is-live=true", "pattern=smpte100", "!",
-                                 coder, "!", caps, "!", "pipewiresink", "mode=provide", facts},
+        std::vector<std::string>{"gst-launch-1.0", "--no-fault", "videotestsrc", "is-live=true",
+                                 "pattern=smpte100", "!", caps, "!", "pipewiresink", "mode=provide", facts},
         environment());
     if (manager_->said().waitFor("activated item for node", 1, before)) return webcam;
     ADD_FAILURE() << webcam->said().text();

@@ -31,10 +31,9 @@ public:
     /** With the daemon, as the manager ends by itself then. */
     void endDaemon(int signal);
 
-    /** A webcam that shows GStreamer's bars, in these caps; `coder` makes them of plain pictures. Until the
-     * session manager knows it. */
-    std::unique_ptr<Process> startWebcam(const std::string& name, const std::string& caps,
-                                         const std::string& coder = "identity");
+    /** A webcam that shows GStreamer's bars, in these caps. (JPEG ends GStreamer's program now and then.) The
+     * name has no blanks. Until the session manager knows it; null, and a failure, when it never does. */
+    std::unique_ptr<Process> startWebcam(const std::string& name, const std::string& caps);
 
 private:
     void startManager();
