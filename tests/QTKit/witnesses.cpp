@@ -77,8 +77,9 @@ void Hearer::handleNotification(NSNotification& notification) {
     {
         const std::lock_guard guard(mutex_);
         work = work_;
-        const int64_t code = notification.error() == nullptr ? 0 : notification.error()->code();
-        heard_.push_back({notification.object(), code, std::this_thread::get_id()});
+        const NSError* const error = notification.error();
+        heard_.push_back({notification.object(), error == nullptr ? 0 : error->code(),
+                          std::this_thread::get_id(), error == nullptr ? "" : error->localizedDescription()});
     }
     if (work) work();
 }

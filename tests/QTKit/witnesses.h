@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -80,6 +81,7 @@ public:
         NSObject* object;
         int64_t code;
         std::thread::id thread;
+        std::string text;
     };
     std::vector<Heard> heard() const;
     bool waitFor(size_t count) const;

@@ -76,6 +76,17 @@ TEST_F(HardwareErrors, of_reading_from_a_device_that_is_not_listed_any_more_are_
     EXPECT_EQ(toldAfter(fake, Manner::ReadError, [&] { pullOut(fake); }), QTErrorDeviceWasDisconnected);
 }
 
+TEST_F(HardwareErrors, tell_of_a_device_that_leaves_though_its_source_says_nothing) {
+    const FakeRef fake = withoutNode("fake one");
+    const auto leave = [&] {
+        fake->manner = Manner::Silent;
+        pullOut(fake);
+    };
+    EXPECT_EQ(toldAfter(fake, Manner::Silent, leave), QTErrorDeviceWasDisconnected);
+    EXPECT_NE(hearer->heard().back().text.find("not there any more"), std::string::npos)
+        << "noticed by its silence: " << hearer->heard().back().text;
+}
+
 TEST_F(HardwareErrors, of_reading_from_a_device_that_stays_listed_are_no_loss_of_it) {
     EXPECT_EQ(toldAfter(withoutNode("fake one"), Manner::ReadError), capture::kErrorStreamFailed);
 }
