@@ -39,14 +39,17 @@ std::vector<std::string> Daemon::socketPaths() {
     std::string name = setting("PIPEWIRE_REMOTE");
     if (name.empty()) name = "pipewire-0";
     if (name.front() == '/') return {name};
+    name.insert(0, "/");
     std::vector<std::string> paths;
     for (const char* folder : {"PIPEWIRE_RUNTIME_DIR", "XDG_RUNTIME_DIR", "USERPROFILE"}) {
         const std::string path = setting(folder);
         if (path.empty()) continue;
-        paths.push_back(path + "/" + name);
+        paths.push_back(path);
         break;
     }
-    paths.push_back("/run/pipewire/" + name);  // a daemon of the whole system
+    paths.emplace_back("/run/pipewire");  // a daemon of the whole system
+    for (std::string& path : paths)
+        path.append(name);
     return paths;
 }
 
