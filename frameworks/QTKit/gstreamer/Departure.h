@@ -4,7 +4,8 @@
  * watches the devices knows at once.
  *
  * Thread: any. The stream is told under the lock, so that nobody is told who is no longer there: what takes
- * the message must not make or end a departure. Owns:   nothing; the source must outlive it.
+ *         the message must not make or end a departure.
+ * Owns:   nothing; the source must outlive it.
  */
 #pragma once
 
