@@ -42,6 +42,13 @@ protected:
     void expectAnswer(RawClient& client, int32_t result) {
         EXPECT_EQ(hex(client.receiveUntilClosed()), hex(reply(result)));
     }
+    /** Asks with the kept settings: the dialog begins with these, and was given no others. */
+    void expectLoaded(const std::string& settings) {
+        RawClient client = ask(1);
+        expectAnswer(client, 0);
+        ASSERT_EQ(lab().calls("SetSettings").size(), 1u);
+        EXPECT_EQ(lab().calls("SetSettings").at(0)["args"]["settings"], settings);
+    }
     /** The movie-export calls of the trace. */
     std::vector<std::string> toolboxCalls() { return lab().callNames({"EdsInitializeSDK"}); }
     size_t filesWritten() const { return folder_.names().size() - 1; }
@@ -130,27 +137,20 @@ TEST_F(ExportSettings, loads_the_second_file_when_the_first_holds_nothing) {
     startWith({{"answer", "cancel"}});
     writeFile(first(), {});
     writeFile(second(), {4, 5});
-    RawClient client = ask(1);
-    expectAnswer(client, 0);
-    EXPECT_EQ(lab().calls("SetSettings").at(0)["args"]["settings"], "0405");
+    expectLoaded("0405");
 }
 
 TEST_F(ExportSettings, loads_the_second_file_when_the_first_is_not_there) {
     startWith({{"answer", "cancel"}});
     writeFile(second(), {4, 5});
-    RawClient client = ask(1);
-    expectAnswer(client, 0);
-    EXPECT_EQ(lab().calls("SetSettings").at(0)["args"]["settings"], "0405");
+    expectLoaded("0405");
 }
 
 TEST_F(ExportSettings, loads_the_first_file_of_two_and_no_other) {
     startWith({{"answer", "cancel"}});
     writeFile(first(), {1, 2, 3});
     writeFile(second(), {4, 5});
-    RawClient client = ask(1);
-    expectAnswer(client, 0);
-    ASSERT_EQ(lab().calls("SetSettings").size(), 1u);
-    EXPECT_EQ(lab().calls("SetSettings").at(0)["args"]["settings"], "010203");
+    expectLoaded("010203");
 }
 
 TEST_F(ExportSettings, loads_nothing_unless_asked_to) {
