@@ -44,10 +44,11 @@ private:
                 changed_.wait_until(lock, due);
                 continue;
             }
-            const std::function<void()> action = std::move(first->second);
+            std::function<void()> action = std::move(first->second);
             waiting_.erase(first);
             lock.unlock();
             action();
+            action = nullptr;  // outside of the lock, too: what it held may set a timer when it goes
             lock.lock();
         }
         isRunning_ = false;

@@ -9,9 +9,11 @@
 #include <cstdint>
 #include <functional>
 
+#include "lab/Export.h"
+
 namespace lab {
 
 /** Runs `action` once, not earlier than after `delayMs`; in the order in which they are due. */
-void after(int64_t delayMs, std::function<void()> action);
+LAB_EXPORT void after(int64_t delayMs, std::function<void()> action);
 
 }  // namespace lab

@@ -113,6 +113,24 @@ TEST_F(Errors, are_told_without_a_lock_held) {
     hearer_->setWork({});
 }
 
+TEST_F(Errors, let_go_of_the_session_without_a_lock_held) {
+    const auto gate = std::make_shared<Gate>();
+    {
+        Chain chain = this->chain(0);
+        chain.session->startRunning();
+        must({{"cmd", "detach"}, {"id", "v-1"}});
+        ASSERT_TRUE(hearer_->waitFor(1));
+        hearer_->setWork([gate] { gate->pass(); });
+        chain.session->startRunning();
+        ASSERT_TRUE(gate->waitForSomebody());
+        // Now the error that is being told is the only one that holds the session.
+    }
+    EXPECT_EQ(living("sessions"), 1);
+    gate->open();
+    EXPECT_TRUE(eventually([this] { return living("sessions") == 0; }));
+    hearer_->setWork({});
+}
+
 TEST_F(Errors, are_told_while_a_delivery_hangs) {
     std::mutex mutex;
     std::unique_lock lock(mutex);

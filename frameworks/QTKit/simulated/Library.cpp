@@ -47,7 +47,7 @@ private:
     void run() {
         std::unique_lock lock(mutex_);
         while (!waiting_.empty()) {
-            const std::function<void()> work = std::move(waiting_.front());
+            std::function<void()> work = std::move(waiting_.front());
             waiting_.pop_front();
             lock.unlock();
             try {
@@ -55,6 +55,7 @@ private:
             } catch (const std::bad_alloc&) {
                 // An error that there is no memory to tell of is lost.
             }
+            work = nullptr;  // outside of the lock, too: it may hold the last reference to a session
             lock.lock();
         }
         isRunning_ = false;
