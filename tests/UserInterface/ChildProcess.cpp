@@ -8,25 +8,28 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string_view>
 #include <thread>
 
 namespace {
 
 constexpr int kPatienceMs = 60'000;
 
-/** How often a thread has gone to sleep, as the kernel words it; empty if there is no such thread. */
-std::string wakeUpsOf(pid_t thread) {
+/** How often a thread has gone to sleep; negative if there is no such thread. */
+int64_t wakeUpsOf(pid_t thread) {
+    constexpr std::string_view kName = "voluntary_ctxt_switches:";
     std::ifstream status("/proc/" + std::to_string(thread) + "/status");
     for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("voluntary_ctxt_switches")) {
-            return line;
+        if (line.starts_with(kName)) {
+            return std::atoll(line.c_str() + kName.size());
         }
     }
-    return {};
+    return -1;
 }
 
 [[noreturn]] void become(const std::vector<std::string>& command,
@@ -103,11 +106,11 @@ std::string ChildProcess::readLine() {
 }
 
 bool ChildProcess::comesToRest() const {
-    std::string before = "unknown";
+    int64_t before = -2;
     for (int waitedMs = 0; waitedMs < kPatienceMs; waitedMs += 500) {
-        const std::string now = wakeUpsOf(pid_);
+        const int64_t now = wakeUpsOf(pid_);
         if (now == before) {
-            return !now.empty();
+            return now >= 0;
         }
         before = now;
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
