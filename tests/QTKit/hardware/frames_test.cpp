@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "tests/QTKit/hardware/H264.h"
 #include "tests/QTKit/hardware/Jpeg.h"
 #include "tests/QTKit/hardware/fixture.h"
 
@@ -136,6 +137,35 @@ TEST_F(HardwareFrames, go_on_after_broken_ones) {
     ASSERT_TRUE(chain.taker->waitForMore(5));
     EXPECT_TRUE(hearer->heard().empty());
     expectBlocks(chain.taker->seen().back());
+}
+
+TEST_F(HardwareFrames, of_h264_have_the_colours_that_were_coded) {
+    const std::vector<uint8_t> red = h264Of(64, 48, "red");
+    const std::vector<uint8_t> blue = h264Of(64, 48, "blue");
+    ASSERT_FALSE(red.empty() || blue.empty());
+    const FakeRef fake = webcam(
+        "fake h264", "video/x-h264,stream-format=byte-stream,alignment=au,width=64,height=48,framerate=30/1");
+    std::atomic<bool> isBlue{false};
+    fake->paint = [&](int, int, const std::string&, uint64_t) { return Raw{isBlue ? blue : red, -1}; };
+    plugIn(fake);
+    Chain chain = this->chain(fake);
+    chain.taker->keepsBytes = true;
+    const auto shows = [&](const std::vector<int>& bgr) {
+        const std::vector<SeenFrame> seen = chain.taker->seen();
+        if (seen.empty() || seen.back().width != 64 || seen.back().height != 48) return false;
+        const std::vector<uint8_t> pixel = seen.back().pixel(32, 24);
+        for (size_t channel = 0; channel < bgr.size(); ++channel) {
+            if (std::abs(pixel[channel] - bgr[channel]) > 6) return false;
+        }
+        return pixel[3] == 255;
+    };
+    chain.session->startRunning();
+    EXPECT_TRUE(eventually([&] { return shows({0, 0, 255}); }));
+    isBlue = true;
+    EXPECT_TRUE(eventually([&] { return shows({255, 0, 0}); }));
+    chain.session->stopRunning();
+    // Nobody paints any more when its colours go.
+    EXPECT_TRUE(eventually([&] { return fake->openCount == 0; }));
 }
 
 /** What a webcam of BGRA shows, with rows of that length. */
