@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <functional>
 
 #include "tests/e2e/support/callback_stream.h"
 #include "tests/e2e/support/helper_process.h"
@@ -122,6 +123,17 @@ protected:
         EXPECT_EQ(loss.module, 40);
         EXPECT_EQ(loss.values, std::vector<int32_t>{1});
     }
+    /** A webcam that streams is told of as lost at once, and listed no more. */
+    void expectLossBy(const std::function<void()>& leaving) {
+        const size_t before = helper().err().size();
+        const int64_t camera = select();
+        awaitFrame(camera);
+        leaving();
+        expectLoss();
+        EXPECT_TRUE(helper().waitForErr(kTold, 1, before)) << "only noticed by its silence";
+        EXPECT_TRUE(eventually([&] { return countOf(kName) == 0; })) << "it stays in the list";
+        video().releaseCamera(camera);
+    }
     void listen() { events_ = std::make_unique<e2e::CallbackStream>(*helper_); }
 
     PrivatePipeWire& pipewire() { return pipewire_; }
@@ -198,14 +210,7 @@ TEST_F(PipeWireWebcams, that_leave_while_they_stream_are_told_of) {
     ASSERT_NO_FATAL_FAILURE(startAll());
     listen();
     for (const int signal : {SIGTERM, SIGKILL}) {
-        const size_t before = helper().err().size();
-        const int64_t camera = select();
-        awaitFrame(camera);
-        webcam().end(signal);
-        expectLoss();
-        EXPECT_TRUE(helper().waitForErr(kTold, 1, before)) << "only noticed by its silence";
-        EXPECT_TRUE(eventually([&] { return countOf(kName) == 0; })) << "it stays in the list";
-        video().releaseCamera(camera);
+        expectLossBy([&] { webcam().end(signal); });
         ASSERT_NO_FATAL_FAILURE(plug());
     }
     EXPECT_TRUE(showsBars(awaitFrame(select()), {320, 240}));
@@ -215,14 +220,7 @@ TEST_F(PipeWireWebcams, leave_with_the_daemon_and_come_with_the_next) {
     ASSERT_NO_FATAL_FAILURE(startAll());
     listen();
     for (const int signal : {SIGTERM, SIGKILL}) {
-        const size_t before = helper().err().size();
-        const int64_t camera = select();
-        awaitFrame(camera);
-        pipewire().endDaemon(signal);
-        expectLoss();
-        EXPECT_TRUE(helper().waitForErr(kTold, 1, before)) << "only noticed by its silence";
-        EXPECT_TRUE(eventually([&] { return countOf(kName) == 0; })) << "it stays in the list";
-        video().releaseCamera(camera);
+        expectLossBy([&] { pipewire().endDaemon(signal); });
         webcam().end();
         ASSERT_NO_FATAL_FAILURE(pipewire().startDaemon());
         ASSERT_NO_FATAL_FAILURE(plug());
