@@ -26,18 +26,14 @@ void serveLiveViewFrame(const RemoteCall& call) {
     Mac_ReleaseLiveViewImageData();
 }
 
-jint captureAt(jlong deadline, const RemoteCall& call, jint handle, jstring path) {
-    const WaitReport wait = sleepUntil(deadline);
-    return CANON(DoCaptureImage)(call.env, call.env, handle, path);
-}
-
 /** The only call with a deadline: the shutter opens at the host's moment. */
 void serveTimedCapture(const RemoteCall& call) {
     const jint handle = readInt(call.socket);
     const jstring path = readString(call.socket);
     const jlong deadline = readLong(call.socket);
     call.writeHeader();
-    const jint status = captureAt(deadline, call, handle, path);
+    sleepUntil(deadline);
+    const jint status = CANON(DoCaptureImage)(call.env, call.env, handle, path);
     call.writeHeader();
     writeInt(call.socket, status);
     std::free(path);

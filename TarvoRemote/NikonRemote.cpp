@@ -16,18 +16,14 @@ namespace {
 
 using remote_call::serve;
 
-jint captureAt(jlong deadline, const RemoteCall& call, jlong camera, jstring path) {
-    const WaitReport wait = sleepUntil(deadline);
-    return NIKON(CaptureImage)(call.env, call.env, camera, path);
-}
-
 /** The only call with a deadline: the shutter opens at the host's moment. */
 void serveTimedCapture(const RemoteCall& call) {
     const jlong camera = readLong(call.socket);
     const jstring path = readString(call.socket);
     const jlong deadline = readLong(call.socket);
     call.writeHeader();
-    const jint result = captureAt(deadline, call, camera, path);
+    sleepUntil(deadline);
+    const jint result = NIKON(CaptureImage)(call.env, call.env, camera, path);
     call.writeHeader();
     writeInt(call.socket, result);
     std::free(path);

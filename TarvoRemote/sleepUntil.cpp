@@ -8,8 +8,6 @@
 
 namespace {
 
-using Outcome = WaitReport::Outcome;
-
 constexpr double kLongestWait = 5.0;  // seconds; a host that is further ahead will ask again
 
 bool readWallClock(int64_t* microseconds) {
@@ -19,45 +17,29 @@ bool readWallClock(int64_t* microseconds) {
     return true;
 }
 
-/** Both cut to 32 bits, as hosts expect: the differences wrap, and so does what counts as the past. */
-uint32_t ahead(int64_t deadline, uint32_t now) {
-    return static_cast<uint32_t>(deadline) - now;
-}
-
-double seconds(uint32_t microseconds) {
-    return microseconds / 1000000.0;
-}
-
-Outcome waitFor(int64_t deadline, int64_t nowUs) {
+void waitFor(int64_t deadline, int64_t nowUs) {
+    // Both cut to 32 bits, as hosts expect: the differences wrap, and so does what counts as the past.
+    const auto wanted = static_cast<uint32_t>(deadline);
     const auto now = static_cast<uint32_t>(nowUs);
-    if (static_cast<uint32_t>(deadline) <= now) return Outcome::past;
-    if (seconds(ahead(deadline, now)) >= kLongestWait) return Outcome::tooFarAhead;
-    sleepUntilAbsolute(nowUs + ahead(deadline, now));
-    return Outcome::slept;
+    if (wanted <= now) {
+        rdebug(MODULE_CORE, "Did not sleep, microTime=%lld, result=%lld\n", static_cast<long long>(deadline),
+               static_cast<long long>(now));
+        return;
+    }
+    const uint32_t ahead = wanted - now;
+    const double interval = ahead / 1000000.0;
+    if (interval < kLongestWait) {
+        sleepUntilAbsolute(nowUs + ahead);
+        rdebug(MODULE_CORE, "Slept for interval = %f\n", interval);
+    } else {
+        rdebug(MODULE_CORE, "Did not sleep, interval = %f\n", interval);
+    }
 }
 
 }  // namespace
 
-WaitReport::~WaitReport() {
-    switch (outcome_) {
-        case Outcome::noClock:
-            return;
-        case Outcome::slept:
-            rdebug(MODULE_CORE, "Slept for interval = %f\n", seconds(ahead(deadline_, now_)));
-            return;
-        case Outcome::tooFarAhead:
-            rdebug(MODULE_CORE, "Did not sleep, interval = %f\n", seconds(ahead(deadline_, now_)));
-            return;
-        case Outcome::past:
-            rdebug(MODULE_CORE, "Did not sleep, microTime=%lld, result=%lld\n",
-                   static_cast<long long>(deadline_), static_cast<long long>(now_));
-            return;
-    }
-}
-
-WaitReport sleepUntil(int64_t deadline) {
+void sleepUntil(int64_t deadline) {
     const HighestPriority priority;
     int64_t now = 0;
-    const Outcome outcome = readWallClock(&now) ? waitFor(deadline, now) : Outcome::noClock;
-    return {outcome, deadline, static_cast<uint32_t>(now)};
+    if (readWallClock(&now)) waitFor(deadline, now);
 }
