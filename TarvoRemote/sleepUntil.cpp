@@ -29,8 +29,10 @@ void waitFor(int64_t deadline, int64_t nowUs) {
     const uint32_t ahead = wanted - now;
     const double interval = ahead / 1000000.0;
     if (interval < kLongestWait) {
-        sleepUntilAbsolute(nowUs + ahead);
+        sleepUntilShortlyBefore(nowUs + ahead);
+        // Told now: waking the log's reader takes longer than the shutter may be late.
         rdebug(MODULE_CORE, "Slept for interval = %f\n", interval);
+        watchTheClockUntil(nowUs + ahead);
     } else {
         rdebug(MODULE_CORE, "Did not sleep, interval = %f\n", interval);
     }

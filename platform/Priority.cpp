@@ -99,9 +99,9 @@ HighestPriority::~HighestPriority() {
 
 namespace {
 
-/* A timer wakes a thread some 50 us late, on virtual machines up to 200 us. So the sleep ends that much
- * earlier, and the rest is spent looking at the clock. */
-constexpr int64_t wakeUpMarginNs = 200'000;
+/* A timer wakes a thread some 50 us late, on virtual machines up to 200 us; what is done in between takes
+ * its time, too. */
+constexpr int64_t marginNs = 400'000;
 
 timespec asTimespec(int64_t ns) {
     timespec moment{};
@@ -116,40 +116,49 @@ int64_t clockNs(clockid_t clock) {
     return static_cast<int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
 }
 
-int64_t wallClockNs() {
-    return clockNs(CLOCK_REALTIME);
+/** Three centuries from now is where nanoseconds end. */
+int64_t asNs(int64_t wallClockUs) {
+    return std::min(wallClockUs, std::numeric_limits<int64_t>::max() / 1000) * 1000;
+}
+
+int64_t leftNs(int64_t wallClockUs) {
+    return asNs(wallClockUs) - clockNs(CLOCK_REALTIME);
 }
 
 /** Sleeps by the steady clock: on the wall clock's own timer, setting that clock back by an hour would make
  * the caller wait for an hour. */
-void sleepUntilNs(int64_t momentNs) {
-    int64_t leftNs = momentNs - wallClockNs();
-    const timespec wakeUp = asTimespec(clockNs(CLOCK_MONOTONIC) + leftNs - wakeUpMarginNs);
+void sleepForNs(int64_t ns) {
+    const timespec wakeUp = asTimespec(clockNs(CLOCK_MONOTONIC) + ns);
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &wakeUp, nullptr) == EINTR) {
     }
-    // More than the margin is left when the clock has been set back; nobody shall look at it for that long.
-    do {
-        leftNs = momentNs - wallClockNs();
-    } while (leftNs > 0 && leftNs <= 2 * wakeUpMarginNs);
 }
 
 }  // namespace
 
-void sleepUntilAbsolute(int64_t wallClockUs) {
-    // Nothing to wait for; besides, negative times are no moments to the system's call.
-    if (wallClockUs <= wallClockNs() / 1000) {
+void sleepUntilShortlyBefore(int64_t wallClockUs) {
+    // The past first: negative times have no place in nanoseconds.
+    if (wallClockUs <= clockNs(CLOCK_REALTIME) / 1000) {
         return;
     }
-    // Three centuries from now, where nanoseconds end.
-    const int64_t momentNs = std::min(wallClockUs, std::numeric_limits<int64_t>::max() / 1000) * 1000;
     // The kernel may delay an ordinary thread's timers by its slack, 50 us unless told otherwise. Real-time
     // threads have none and read as 0.
     const int slackNs = prctl(PR_GET_TIMERSLACK);
     if (slackNs > 1) {
         prctl(PR_SET_TIMERSLACK, 1UL);
     }
-    sleepUntilNs(momentNs);
+    sleepForNs(leftNs(wallClockUs) - marginNs);
     if (slackNs > 1) {
         prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(slackNs));
     }
+}
+
+void watchTheClockUntil(int64_t wallClockUs) {
+    if (wallClockUs <= clockNs(CLOCK_REALTIME) / 1000) {
+        return;
+    }
+    int64_t left = 0;
+    // More than the margin is left when the clock has been set back; nobody shall look at it for that long.
+    do {
+        left = leftNs(wallClockUs);
+    } while (left > 0 && left <= 2 * marginNs);
 }

@@ -37,7 +37,13 @@ private:
     int timerSlackNs_ = 0;
 };
 
-/** Waits until the wall clock shows the moment, to some microseconds; a moment in the past returns at once.
- * Sleeps but for the last fifth of a millisecond. Signals do not cut it short. A clock that is set meanwhile
- * does not change how long it waits. */
-TARVO_PLATFORM_API void sleepUntilAbsolute(int64_t wallClockUs);
+/* A wait that hits its moment has two halves, so that what must be done before the moment, but not before
+ * the sleep, fits in between. A moment in the past returns from both at once. */
+
+/** Sleeps until less than half a millisecond is left. Signals do not cut it short. A clock that is set
+ * meanwhile does not change how long it sleeps. */
+TARVO_PLATFORM_API void sleepUntilShortlyBefore(int64_t wallClockUs);
+
+/** The rest, to some microseconds: looks at the clock without pause. Returns at once when more than
+ * 0.8 ms are left. */
+TARVO_PLATFORM_API void watchTheClockUntil(int64_t wallClockUs);

@@ -259,13 +259,25 @@ TEST_F(PriorityLimits, do_not_matter_where_scheduling_cannot_be_read) {
 int64_t lengthOfWaitMs(int64_t setBySeconds) {
     clocks = Clocks{.arePlayed = true, .setDuringSleepNs = setBySeconds * 1'000'000'000};
     const int64_t began = clocks.steadyNs;
-    sleepUntilAbsolute(clocks.wallNs / 1000 + 2'000'000);
+    const int64_t moment = clocks.wallNs / 1000 + 2'000'000;
+    sleepUntilShortlyBefore(moment);
+    watchTheClockUntil(moment);
     clocks.arePlayed = false;
     return (clocks.steadyNs - began) / 1'000'000;
 }
 
 TEST(WaitByPlayedClocks, lasts_to_the_moment) {
     EXPECT_EQ(lengthOfWaitMs(0), 2000);
+}
+
+TEST(WaitByPlayedClocks, leaves_the_last_moment_to_be_watched) {
+    clocks = Clocks{.arePlayed = true};
+    const int64_t moment = clocks.wallNs / 1000 + 2'000'000;
+    sleepUntilShortlyBefore(moment);
+    clocks.arePlayed = false;
+    const int64_t leftUs = moment - clocks.wallNs / 1000;
+    EXPECT_GT(leftUs, 0);
+    EXPECT_LT(leftUs, 500);
 }
 
 TEST(WaitByPlayedClocks, is_no_longer_when_the_clock_is_set_back) {

@@ -169,23 +169,28 @@ int64_t wallClockUs() {
     return static_cast<int64_t>(now.tv_sec) * 1'000'000 + now.tv_nsec / 1000;
 }
 
-TEST(SleepUntilAbsolute, does_not_return_before_the_moment) {
+void waitUntil(int64_t moment) {
+    sleepUntilShortlyBefore(moment);
+    watchTheClockUntil(moment);
+}
+
+TEST(Wait, does_not_return_before_the_moment) {
     for (const int64_t aheadUs : {0, 1, 999, 20'000}) {
         const int64_t moment = wallClockUs() + aheadUs;
-        sleepUntilAbsolute(moment);
+        waitUntil(moment);
         EXPECT_GE(wallClockUs(), moment);
     }
 }
 
-TEST(SleepUntilAbsolute, returns_at_once_for_moments_past) {
-    sleepUntilAbsolute(wallClockUs() - 1'000'000);
-    sleepUntilAbsolute(0);
-    sleepUntilAbsolute(-1);
-    sleepUntilAbsolute(std::numeric_limits<int64_t>::min());
+TEST(Wait, returns_at_once_for_moments_past) {
+    waitUntil(wallClockUs() - 1'000'000);
+    waitUntil(0);
+    waitUntil(-1);
+    waitUntil(std::numeric_limits<int64_t>::min());
     SUCCEED();
 }
 
-TEST(SleepUntilAbsolute, is_not_cut_short_by_signals) {
+TEST(Wait, is_not_cut_short_by_signals) {
     static std::atomic<int> signals;
     signals = 0;
     struct sigaction action {};
@@ -195,7 +200,7 @@ TEST(SleepUntilAbsolute, is_not_cut_short_by_signals) {
     const int64_t moment = wallClockUs() + 100'000;
     std::atomic<bool> isOver = false;
     std::thread sleeper([&] {
-        sleepUntilAbsolute(moment);
+        waitUntil(moment);
         EXPECT_GE(wallClockUs(), moment);
         isOver = true;
     });
@@ -208,9 +213,9 @@ TEST(SleepUntilAbsolute, is_not_cut_short_by_signals) {
     EXPECT_GT(signals, 0);
 }
 
-TEST(SleepUntilAbsolute, puts_the_timer_slack_back) {
+TEST(Wait, puts_the_timer_slack_back) {
     const Scheduling before;
-    sleepUntilAbsolute(wallClockUs() + 1000);
+    waitUntil(wallClockUs() + 1000);
     EXPECT_EQ(before, Scheduling());
 }
 
