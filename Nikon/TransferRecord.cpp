@@ -94,6 +94,7 @@ int32_t Transfer::begin(const NkMAIDFileInfo& info) {
         return kMaidResultOutOfMemory;
     }
     if (!file_.open(path)) return kMaidResultUnexpectedError;
+    file_.reserve(info.totalLength);
     isBegun_ = true;
     total_ = info.totalLength;
     received_ = 0;

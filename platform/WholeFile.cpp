@@ -18,6 +18,8 @@ namespace {
 constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kPermissionBits = 07777;
 constexpr int kNameTries = 100;
+// More than any picture. A length that somebody made up must not take a disk, or a file system in memory.
+constexpr uint64_t kMostReserved = 512U << 20;
 
 /** Where a chain of symbolic links leads; the path itself when there is nothing yet. */
 std::string targetOf(const std::string& path) {
@@ -79,6 +81,15 @@ bool WholeFile::openAt(const std::string& path) {
     if (exists && access(target_.c_str(), W_OK) != 0) return false;
     if (!openUnnamed() && !openNamed()) return false;
     return !exists || takePermissions();
+}
+
+void WholeFile::reserve(uint64_t size) {
+    const int reason = errno;
+    // The length stays that of what was written.
+    if (isOpen() && !isSpecial_ && size > 0 && size <= kMostReserved) {
+        fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size));
+    }
+    errno = reason;
 }
 
 bool WholeFile::write(const void* bytes, size_t size) {

@@ -15,6 +15,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "platform/Export.h"
@@ -29,6 +30,9 @@ public:
     /** Begins a file; fails where a file of that path could not be created or truncated. Once. */
     bool open(const std::string& path);
     bool isOpen() const { return descriptor_ >= 0; }
+    /** Asks for room for so many bytes, which makes many small writes quicker. A hint: where it cannot be
+     * had, the writes will tell. What is kept must have that length, or the rest of the room stays taken. */
+    void reserve(uint64_t size);
     bool write(const void* bytes, size_t size);
     /** Waits until what was written would outlive a crash of the machine; devices and pipes have no such
      * thing, and are not waited for. */

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 
 namespace {
 
@@ -66,6 +67,37 @@ TEST_F(WholeFileTest, IsForcedToTheMediumWhereThereIsOne) {
     EXPECT_EQ(content(), "whole");
     ASSERT_TRUE(file.open("/dev/null"));
     EXPECT_TRUE(file.forceToMedium());
+}
+
+TEST_F(WholeFileTest, HasRoomInAdvanceWhereTheFileSystemGivesIt) {
+    constexpr off_t kRoom = 1 << 20;
+    const int probe = open((folder / "probe").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+    const bool isGiven = fallocate(probe, FALLOC_FL_KEEP_SIZE, 0, kRoom) == 0;
+    close(probe);
+    ASSERT_TRUE(file.open(path));
+    file.reserve(kRoom);
+    EXPECT_TRUE(file.write("whole", 5));
+    EXPECT_TRUE(file.keep());
+    EXPECT_EQ(content(), "whole");
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_blocks * 512 >= kRoom, isGiven);
+}
+
+TEST_F(WholeFileTest, MayBeAskedForRoomThatNobodyHas) {
+    file.reserve(1);
+    ASSERT_TRUE(file.open(path));
+    errno = 0;
+    file.reserve(0);
+    file.reserve(std::numeric_limits<uint64_t>::max());
+    EXPECT_EQ(errno, 0);
+    EXPECT_TRUE(file.write("whole", 5));
+    EXPECT_TRUE(file.keep());
+    EXPECT_EQ(content(), "whole");
+    ASSERT_TRUE(file.open("/dev/null"));
+    errno = 0;
+    file.reserve(1);
+    EXPECT_EQ(errno, 0);
 }
 
 TEST_F(WholeFileTest, GivenUpLeavesNothing) {
