@@ -19,9 +19,10 @@ public:
     virtual ~ContentReader() = default;
     virtual uint64_t size() const = 0;
     virtual bool read(uint64_t offset, uint8_t* out, size_t count) = 0;
-    /** All of it at an address, for handing to the system's write(), which answers an error for a page that
-     *  has gone; null when there is none. Never read through it: the file may shrink at any time. */
-    virtual const uint8_t* mapping() = 0;
+    /** Where these bytes lie in memory, for handing to the system's write(), which answers an error for a
+     * page that has gone; null when they lie nowhere. Never read through it: the file may shrink at any time.
+     */
+    virtual const uint8_t* mapping(uint64_t offset, size_t count) = 0;
 };
 
 class LAB_EXPORT Content {

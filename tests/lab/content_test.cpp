@@ -118,8 +118,23 @@ TEST(FileContent, is_what_the_file_holds) {
     const lab::ContentRef content = lab::fileContent(folder.write("a", "hello"));
     EXPECT_EQ(contentOf(content), (Bytes{'h', 'e', 'l', 'l', 'o'}));
     const auto reader = content->open();
-    ASSERT_NE(reader->mapping(), nullptr);
-    EXPECT_EQ(reader->mapping()[4], 'o');
+    ASSERT_NE(reader->mapping(0, 5), nullptr);
+    EXPECT_EQ(*reader->mapping(4, 1), 'o');
+    EXPECT_EQ(reader->mapping(4, 2), nullptr);
+    EXPECT_EQ(reader->mapping(6, 0), nullptr);
+}
+
+TEST(FileContent, lies_in_memory_from_any_byte_on) {
+    const Folder folder;
+    std::string text(20000, ' ');
+    for (size_t i = 0; i < text.size(); ++i)
+        text[i] = static_cast<char>('a' + i % 23);
+    const auto reader = lab::fileContent(folder.write("a", text))->open();
+    for (const size_t offset : {0, 1, 4095, 4096, 5000, 19999}) {
+        const uint8_t* bytes = reader->mapping(offset, text.size() - offset);
+        ASSERT_NE(bytes, nullptr);
+        EXPECT_EQ(std::memcmp(bytes, text.data() + offset, text.size() - offset), 0) << offset;
+    }
 }
 
 TEST(FileContent, that_shrinks_or_goes_away_is_an_error_and_no_crash) {
@@ -127,8 +142,9 @@ TEST(FileContent, that_shrinks_or_goes_away_is_an_error_and_no_crash) {
     const std::string path = folder.write("a", std::string(100000, 'x'));
     const lab::ContentRef content = lab::fileContent(path);
     const auto reader = content->open();
-    ASSERT_NE(reader->mapping(), nullptr);
+    ASSERT_NE(reader->mapping(0, 100000), nullptr);
     ASSERT_EQ(truncate(path.c_str(), 10), 0);
+    EXPECT_NE(reader->mapping(50000, 50000), nullptr);  // whoever writes from there is told
     Bytes bytes(100000);
     EXPECT_FALSE(reader->read(0, bytes.data(), bytes.size()));
     ASSERT_EQ(unlink(path.c_str()), 0);

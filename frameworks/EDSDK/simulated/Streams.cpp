@@ -54,7 +54,9 @@ public:
 
     EdsError append(lab::ContentReader& content, uint64_t offset, uint64_t count) override {
         const std::lock_guard guard(mutex_);
-        if (const uint8_t* mapping = content.mapping()) return writeAll(mapping + offset, count);
+        if (const uint8_t* bytes = content.mapping(offset, static_cast<size_t>(count))) {
+            return writeAll(bytes, count);
+        }
         std::vector<uint8_t> buffer(static_cast<size_t>(std::min<uint64_t>(count, kBufferBytes)));
         while (count > 0) {
             const size_t step = static_cast<size_t>(std::min<uint64_t>(count, buffer.size()));
