@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -26,9 +27,16 @@ std::string kernel() {
                              : "unknown";
 }
 
+/** Unless told otherwise, the helper of the build tree that this program lies in. */
+void chooseHelper() {
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    setenv("TARVO_HELPER", (folder / "../bin/TarvoRemote").c_str(), 0);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    chooseHelper();
     testing::InitGoogleTest(&argc, argv);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return EXIT_FAILURE;

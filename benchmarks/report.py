@@ -1,15 +1,18 @@
 """Prints the machine and the figures of a benchmark run, as a Markdown table: what, measured, baseline, ratio, target.
 
-Usage: report.py RESULTS.json     (Google Benchmark's JSON with aggregates; medians are taken)
+Usage: report.py RESULTS.json...     (Google Benchmark's JSON with aggregates; medians are taken)
 """
 import json
 import sys
 
 
-def load(path):
-    with open(path, encoding="utf-8") as file:
-        results = json.load(file)
-    return results["context"], medians(results["benchmarks"])
+def load(paths):
+    """The machine is the first file's."""
+    results = []
+    for path in paths:
+        with open(path, encoding="utf-8") as file:
+            results.append(json.load(file))
+    return results[0]["context"], medians(row for part in results for row in part["benchmarks"])
 
 
 def medians(rows):
@@ -137,9 +140,9 @@ def rows(figures):
 
 
 def main():
-    if len(sys.argv) != 2:
+    if len(sys.argv) < 2:
         sys.exit(__doc__)
-    context, figures = load(sys.argv[1])
+    context, figures = load(sys.argv[1:])
     print(machine(context) + "\n")
     print("| what | measured | baseline | ratio | target |\n|---|---|---|---|---|")
     for row in rows(figures):
