@@ -18,11 +18,26 @@ has_release() { [[ " ${presets[*]} " == *" release "* ]]; }
 
 prepare_vm() { scripts/install-deps.sh vm && tests/vm/vm-setup; }
 
+# Beside the build: it mostly waits for the network.
+begin_to_prepare_vm() {
+  vm_log=$(mktemp)
+  prepare_vm >"$vm_log" 2>&1 &
+  vm_preparation=$!
+}
+
+finish_preparing_vm() {
+  [ -n "${vm_preparation:-}" ] || return 0
+  wait "$vm_preparation" || no_vm=$(tail -n 5 "$vm_log")
+  vm_preparation=
+  rm "$vm_log"
+}
+
 unsteady=
 
 # The last thing that is said, however the tests ended.
 tell_what_did_not_run() {
   local status=$?
+  finish_preparing_vm
   if [ -n "$unsteady" ]; then
     printf '\n== UNSTEADY: failed once, and passed three times alone:\n%s' "$unsteady"
   fi
@@ -32,12 +47,8 @@ tell_what_did_not_run() {
   exit "$status"
 }
 
-if has_release; then
-  vm_log=$(mktemp)
-  prepare_vm >"$vm_log" 2>&1 || no_vm=$(tail -n 5 "$vm_log")
-  rm "$vm_log"
-fi
 trap tell_what_did_not_run EXIT
+! has_release || begin_to_prepare_vm
 
 . scripts/compiler-cache.sh
 
@@ -89,6 +100,7 @@ done
 if has_release; then
   echo "== format"
   scripts/check-format.sh
+  finish_preparing_vm
 fi
 
 for preset in "${presets[@]}"; do
