@@ -219,6 +219,10 @@ bool UVCCameraControl::sendControlRequest(IOUSBDevRequest request) {
         opened = interface_->USBInterfaceOpen();
         if (opened == kIOReturnSuccess) {
             sent = interface_->ControlRequest(kDefaultPipe, &request);
+            // Told at once: a bus in trouble may hang in what follows.
+            if (sent != kIOReturnSuccess) {
+                NSLog("CameraControl Error: Control request failed: %08x", static_cast<uint32_t>(sent));
+            }
             if (sent == kIOUSBPipeStalled) interface_->ClearPipeStall(kStalledPipe);
             interface_->USBInterfaceClose();
         }
@@ -227,11 +231,7 @@ bool UVCCameraControl::sendControlRequest(IOUSBDevRequest request) {
         NSLog("CameraControl Error: Unable to open interface (%08x)\n", static_cast<uint32_t>(opened));
         return false;
     }
-    if (sent != kIOReturnSuccess) {
-        NSLog("CameraControl Error: Control request failed: %08x", static_cast<uint32_t>(sent));
-        return false;
-    }
-    return true;
+    return sent == kIOReturnSuccess;
 }
 
 int64_t UVCCameraControl::getDataFor_withLength_fromSelector_at(int32_t request, int32_t length,

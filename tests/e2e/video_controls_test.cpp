@@ -325,6 +325,18 @@ TEST_F(VideoControls, that_stall_clear_the_pipe_and_close) {
     EXPECT_EQ(current("2:11"), 0);
 }
 
+TEST_F(VideoControls, that_stall_are_told_before_the_bus_is_asked_to_clear_up) {
+    const int64_t camera = startTurned();
+    lab().fault("ControlRequest", kPipeStalled, {{"request", 1}});
+    lab().delay("ClearPipeStall", std::chrono::milliseconds(2000));
+    const size_t from = helper().err().text().size();
+    video().send(13, Message().int64(camera).int32(2).int64(1000000));
+    EXPECT_TRUE(helper().waitForErr("] CameraControl Error: Control request failed: e000404f\n", 1, from));
+    EXPECT_TRUE(lab().calls("ClearPipeStall").empty()) << "it is still going on";
+    video().expectHeader(13);
+    video().expectHeader(13);
+}
+
 TEST_F(VideoControls, that_fail_otherwise_close_only) {
     const int64_t camera = startTurned();
     lab().fault("ControlRequest", 0xE0004051);
