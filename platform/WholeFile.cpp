@@ -7,8 +7,10 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <new>
+#include <system_error>
 #include <utility>
 
 #include "platform/FilePath.h"
@@ -18,18 +20,33 @@ namespace {
 constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kPermissionBits = 07777;
 constexpr int kNameTries = 100;
+constexpr int kMostLinks = 40;  // as many as the kernel follows
 // More than any picture. A length that somebody made up must not take a disk, or a file system in memory.
 constexpr uint64_t kMostReserved = 512U << 20;
-
-/** Where a chain of symbolic links leads; the path itself when there is nothing yet. */
-std::string targetOf(const std::string& path) {
-    const std::unique_ptr<char, decltype(&std::free)> target(realpath(path.c_str(), nullptr), &std::free);
-    return target != nullptr ? target.get() : path;
-}
 
 std::string directoryOf(const std::string& path) {
     const size_t slash = path.rfind('/');
     return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
+}
+
+/** Where a chain of symbolic links leads, whether or not there is anything yet; false for one without end. */
+bool followLinks(const std::string& path, std::string* target) {
+    *target = path;
+    for (int i = 0; i < kMostLinks; ++i) {
+        const std::unique_ptr<char, decltype(&std::free)> real(realpath(target->c_str(), nullptr),
+                                                               &std::free);
+        if (real != nullptr) {
+            *target = real.get();
+            return true;
+        }
+        if (errno == ELOOP) return false;
+        std::error_code none;
+        const std::string link = std::filesystem::read_symlink(*target, none);
+        if (none) return true;  // nothing there yet
+        *target = link.starts_with('/') ? link : directoryOf(*target) + link;
+    }
+    errno = ELOOP;
+    return false;
 }
 
 /** Short, whatever the file's own name: that may be as long as names can be. */
@@ -68,9 +85,10 @@ bool WholeFile::openAt(const std::string& path) {
         errno = path.empty() ? ENOENT : EISDIR;
         return false;
     }
-    target_ = targetOf(path);
+    if (!followLinks(path, &target_)) return false;
     struct stat existing {};
     const bool exists = stat(target_.c_str(), &existing) == 0;
+    isInPlace_ = false;
     isSpecial_ = exists && !S_ISREG(existing.st_mode);
     if (isSpecial_) {
         // A pipe that nobody reads must not hold us up.
@@ -79,8 +97,16 @@ bool WholeFile::openAt(const std::string& path) {
     }
     // The folder alone would let us replace a file that its owner has protected.
     if (exists && access(target_.c_str(), W_OK) != 0) return false;
-    if (!openUnnamed() && !openNamed()) return false;
-    return !exists || takePermissions();
+    if (openUnnamed() || openNamed()) return !exists || takePermissions();
+    return exists && openInPlace();
+}
+
+/** The folder may be protected while the file is not. */
+bool WholeFile::openInPlace() {
+    if (errno != EACCES && errno != EPERM) return false;
+    descriptor_ = ::open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    isInPlace_ = isOpen();
+    return isInPlace_;
 }
 
 void WholeFile::reserve(uint64_t size) {
@@ -116,6 +142,10 @@ bool WholeFile::keep() {
 }
 
 bool WholeFile::putInPlace() {
+    if (isInPlace_) {
+        const bool isCut = ftruncate(descriptor_, lseek(descriptor_, 0, SEEK_CUR)) == 0;
+        return ::close(std::exchange(descriptor_, -1)) == 0 && isCut;
+    }
     if (!isSpecial_ && beside_.empty() && !giveName()) return false;
     // Some file systems tell only now that there was no room.
     const bool isClosed = ::close(std::exchange(descriptor_, -1)) == 0;
@@ -127,6 +157,8 @@ bool WholeFile::putInPlace() {
 
 void WholeFile::discard() {
     const int reason = errno;
+    // A piece in the place of what was whole would pass for it.
+    if (isInPlace_ && isOpen() && lseek(descriptor_, 0, SEEK_CUR) > 0) (void)!ftruncate(descriptor_, 0);
     if (isOpen()) ::close(std::exchange(descriptor_, -1));
     if (!beside_.empty()) unlink(beside_.c_str());
     beside_.clear();

@@ -2,8 +2,9 @@
  *
  * What is written lies beside the path until it is kept: without a name where the file system can do that, so
  * that not even a killed process leaves a piece; else as a hidden file. A file that was at the path stays
- * untouched until another one takes its place, with its permissions; a symbolic link is followed. Devices and
- * pipes have no place to take: they are written into as they are.
+ * untouched until another one takes its place, with its permissions; a symbolic link is followed, also to
+ * where there is nothing yet. Devices and pipes have no place to take: they are written into as they are. So
+ * is a file that may be written in a folder that may not; given up, it is left empty.
  *
  * Unless it is forced to the medium, what a crash of the whole machine leaves is the file system's choice.
  *
@@ -45,6 +46,7 @@ public:
 private:
     bool openAt(const std::string& path);
     bool putInPlace();
+    bool openInPlace();
     bool openUnnamed();
     bool openNamed();
     bool takePermissions();
@@ -54,4 +56,5 @@ private:
     std::string beside_;  // the name until it is kept; empty: none
     int descriptor_ = -1;
     bool isSpecial_ = false;
+    bool isInPlace_ = false;
 };

@@ -141,6 +141,67 @@ TEST_F(WholeFileTest, FollowsLinks) {
     EXPECT_EQ(content(), "new");
 }
 
+TEST_F(WholeFileTest, AppearsWhereALinkLeadsToNothingYet) {
+    fs::create_directory(folder / "sub");
+    fs::create_symlink("sub/second", folder / "first");
+    fs::create_symlink("picture", folder / "sub" / "second");
+    ASSERT_TRUE(file.open(folder / "first"));
+    EXPECT_TRUE(file.write("new", 3));
+    EXPECT_TRUE(file.keep());
+    EXPECT_TRUE(fs::is_symlink(folder / "first"));
+    EXPECT_TRUE(fs::is_symlink(folder / "sub" / "second"));
+    path = folder / "sub" / "picture";
+    EXPECT_EQ(content(), "new");
+    const fs::path elsewhere = folder / "elsewhere";
+    fs::create_symlink(elsewhere, folder / "absolute");
+    ASSERT_TRUE(file.open(folder / "absolute"));
+    EXPECT_TRUE(file.keep());
+    EXPECT_TRUE(fs::is_symlink(folder / "absolute"));
+    EXPECT_TRUE(fs::is_regular_file(elsewhere));
+}
+
+TEST_F(WholeFileTest, CannotLieWhereLinksLeadRound) {
+    fs::create_symlink("picture.nef", path);
+    EXPECT_FALSE(file.open(path));
+    EXPECT_EQ(errno, ELOOP);
+    EXPECT_TRUE(fs::is_symlink(path));
+}
+
+/** For a process of its own, which ends with 0 if the action holds. Nothing is protected from root. */
+template <class Action>
+[[noreturn]] void asNobody(Action action) {
+    constexpr uid_t kNobody = 65534;
+    const bool isOrdinary = geteuid() != 0 || setuid(kNobody) == 0;
+    _exit(isOrdinary && action() ? 0 : 1);
+}
+
+TEST_F(WholeFileTest, OfAProtectedFolderIsWrittenIntoIfItMayBe) {
+    std::ofstream(path) << "older and longer";
+    chmod(path.c_str(), 0666);
+    chmod(folder.c_str(), 0555);
+    EXPECT_EXIT(asNobody([&] {
+                    WholeFile other;
+                    return other.open(path) && other.write("new", 3) && other.keep() && !other.isOpen();
+                }),
+                testing::ExitedWithCode(0), "");
+    EXPECT_EQ(content(), "new");
+    EXPECT_EXIT(asNobody([&] {
+                    WholeFile untouched;
+                    return untouched.open(path);
+                }),
+                testing::ExitedWithCode(0), "");
+    EXPECT_EQ(content(), "new") << "nothing was written";
+    EXPECT_EXIT(asNobody([&] {
+                    WholeFile piece;
+                    return piece.open(path) && piece.write("piece", 5) && (piece.discard(), true);
+                }),
+                testing::ExitedWithCode(0), "");
+    EXPECT_EQ(content(), "");
+    EXPECT_EXIT(asNobody([&] { return !WholeFile().open(folder / "another") && errno == EACCES; }),
+                testing::ExitedWithCode(0), "");
+    chmod(folder.c_str(), 0777);
+}
+
 TEST_F(WholeFileTest, MayHaveTheLongestName) {
     path = folder / std::string(255, 'n');
     ASSERT_TRUE(file.open(path) && file.write("new", 3) && file.keep());
@@ -168,15 +229,8 @@ TEST_F(WholeFileTest, DoesNotReplaceWhatMayNotBeWritten) {
     std::ofstream(path) << "older";
     chmod(path.c_str(), 0444);
     chmod(folder.c_str(), 0777);
-    constexpr uid_t kNobody = 65534;
-    EXPECT_EXIT(
-        {
-            // Nothing is protected from root.
-            const bool isOrdinary = geteuid() != 0 || setuid(kNobody) == 0;
-            WholeFile other;
-            _exit(isOrdinary && !other.open(path) && errno == EACCES ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(asNobody([&] { return !WholeFile().open(path) && errno == EACCES; }),
+                testing::ExitedWithCode(0), "");
     EXPECT_EQ(content(), "older");
 }
 
