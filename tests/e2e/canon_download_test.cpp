@@ -115,7 +115,7 @@ TEST_F(CanonDownload, of_one_file_reports_progress_up_to_100_once) {
     EXPECT_GT(progress.size(), 3u) << "the camera reports between start and end";
     // What is told to the host is logged first, by its own prefix.
     for (const int32_t percent : progress) {
-        EXPECT_GE(helper().err().count("Canon: progressCallback " + std::to_string(percent) + "\n"), 1u);
+        EXPECT_TRUE(helper().waitForErr("Canon: progressCallback " + std::to_string(percent) + "\n"));
     }
     EXPECT_EQ(helper().err().count("progressCallback "), progress.size());
 }

@@ -229,7 +229,8 @@ TEST_F(ConnectionServer, sends_the_values_of_a_reply_at_once_and_does_not_gather
     }
     const size_t pieces = canon().socket().segmentsReceived() - before;
     EXPECT_GT(pieces, kCalls * (kValues - 1)) << "values were kept back";
-    EXPECT_LE(pieces, kCalls * kValues);
+    // One that the kernel sends again, for want of an answer on a busy machine, counts twice.
+    EXPECT_LT(pieces, kCalls * (kValues + 1));
 }
 
 TEST_F(ConnectionServer, shuts_down_on_request_without_a_reply) {
