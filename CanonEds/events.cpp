@@ -48,14 +48,14 @@ EdsError handleObjectEvent(EdsObjectEvent event, EdsBaseRef object, EdsVoid* con
         if (object != nullptr) EdsRelease(object);  // nobody is left who could ask for it
         return EDS_ERR_OK;
     }
+    // An item that waits for its transfer stays alive until the host downloads it. Of any other object the
+    // host gets a bare number, which must mean nothing any more when the host has it: the object goes below.
+    const bool isKept = event == kEdsObjectEvent_DirItemRequestTransfer;
     const int32_t reference = handles::standFor(handles::Kind::CanonDirectoryItem, object);
+    if (!isKept) handles::release(handles::Kind::CanonDirectoryItem, reference);
     CanonRemote_handleObjectEvent(handle, event, reference);
     debug("In handleObjectEvent 0x%X\n", event);
-    // An item that waits for its transfer stays alive until the host downloads it.
-    if (event != kEdsObjectEvent_DirItemRequestTransfer && object != nullptr) {
-        handles::release(handles::Kind::CanonDirectoryItem, reference);
-        EdsRelease(object);
-    }
+    if (!isKept && object != nullptr) EdsRelease(object);
     return EDS_ERR_OK;
 }
 
