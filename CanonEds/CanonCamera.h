@@ -4,7 +4,7 @@
  *         orders them against each other; the two values of several bytes have a lock each, which is held for
  *         a copy only.
  * Owns:   the frame buffer. The camera reference is given back at close, when the last call that uses it
- * ends.
+ *         ends.
  */
 #pragma once
 
@@ -18,8 +18,8 @@
 #include "TarvoRemote/jni_env.h"
 #include "platform/Handles.h"
 
-/** The longest host path, in bytes: with four characters of extension and the end mark it fills 1024 less
- * six, which vendors' path buffers hold. */
+/** A host path of so many bytes, or more, is refused: the longest that is taken fills, with four characters
+ * of extension and the end mark, 1024 less six bytes, which vendors' path buffers hold. */
 constexpr jsize kPathTooLong = 1014;
 
 struct ZoomPosition {

@@ -1,4 +1,9 @@
-/* CanonMemPool.h: the thread on which the Canon library lives. */
+/* CanonMemPool.h: the thread on which the Canon library lives.
+ *
+ * Thread: the worker thread; a quit event may be posted to its queue from any.
+ * Owns:   the library, from its start to its end.
+ * Errors: none: a library that does not start answers later calls with errors of its own.
+ */
 #pragma once
 
 #include <cstdint>

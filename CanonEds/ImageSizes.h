@@ -1,4 +1,7 @@
-/* ImageSizes.h: what must be known of a camera model beforehand, since the library does not tell. */
+/* ImageSizes.h: what must be known of a camera model beforehand, since the library does not tell.
+ *
+ * Thread: any; the table never changes.
+ */
 #pragma once
 
 #include <cstdint>

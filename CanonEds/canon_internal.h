@@ -1,4 +1,8 @@
-/* canon_internal.h: what the Canon unit's files share among themselves. */
+/* canon_internal.h: what the Canon unit's files share among themselves.
+ *
+ * Thread: any; the library's callbacks on the worker thread, progress on the downloading one.
+ * Errors: the library's, handed on.
+ */
 #pragma once
 
 #include <mutex>

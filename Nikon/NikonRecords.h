@@ -7,7 +7,7 @@
  *
  * Thread: any; a record's fields are used under its module's lock only, unless they say otherwise.
  * Owns:   a camera's record keeps its module's record in memory: a camera can be released after its module
- * has been closed.
+ *         has been closed.
  */
 #pragma once
 

@@ -2,8 +2,8 @@
  *
  * Thread: main thread; it returns when the dialog is closed.
  * Errors: 0 also for a cancelled dialog and for a movie path that is no text; else the status of the call
- * that failed, see QuickTime.h. Files that can't be loaded count as absent; those that can't be saved are
- * logged.
+ *         that failed, see QuickTime.h. Files that can't be loaded count as absent; those that can't be saved
+ *         are logged.
  */
 #pragma once
 

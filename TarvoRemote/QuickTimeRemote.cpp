@@ -17,6 +17,7 @@
 namespace {
 
 constexpr uint8_t kExportSettingsMethod = 1;
+
 /** A host's connection, closed when nobody needs it any more. An answer may come while the request that it
  * goes to is still being read: who reads holds the connection, so its number can't become somebody else's
  * meanwhile. */
@@ -82,8 +83,8 @@ void answer(int16_t result) {
     writeByte(socket->descriptor(), MODULE_QUICKTIME);
     writeByte(socket->descriptor(), kExportSettingsMethod);
     writeInt(socket->descriptor(), result);
-    shutdown(socket->descriptor(),
-             SHUT_WR);  // the host sees the end, whoever else still holds the connection
+    // The host sees the end, whoever else still holds the connection.
+    shutdown(socket->descriptor(), SHUT_WR);
 }
 
 void freeStrings(const ExportRequest& request) {

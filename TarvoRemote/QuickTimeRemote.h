@@ -7,8 +7,9 @@
  *
  * Thread: handleQuickTimeMessage on a connection's task, the rest on the main thread.
  * Owns:   the sockets that were given to it: the waiting one until it is answered, unanswered ones until
- * their hosts have closed them. No socket is closed by anybody else, and none while its request is being
- * read. Errors: the answer carries the failing call's status; see ExportSettings.h.
+ *         their hosts have closed them and another request comes. No socket is closed by anybody else, and
+ *         none while its request is being read.
+ * Errors: the answer carries the failing call's status; see ExportSettings.h.
  */
 #pragma once
 

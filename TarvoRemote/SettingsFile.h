@@ -2,8 +2,8 @@
  *
  * Thread: any.
  * Owns:   nothing that lasts.
- * Errors: loading answers no bytes; saving is logged and leaves the file as it was. A file is never seen half
- * written.
+ * Errors: loading answers no bytes; a failed save is logged and leaves the file as it was. A file is never
+ *         seen half written.
  */
 #pragma once
 

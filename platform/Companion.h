@@ -9,9 +9,10 @@
  * ends with that one.
  *
  * Thread: main thread. The listener is called while the thread's GLib sources are served: by the
- * application's event loop, and by serveUntil(). Owns:   the process: it is ended and reaped when its
- * companion object goes. Errors: a companion that cannot be started, ends by itself, makes no sense or takes
- * too long is a companion that is not running. The reason goes to standard error, once.
+ *         application's event loop, and by serveUntil().
+ * Owns:   the process: it is ended and reaped when its companion object goes.
+ * Errors: a companion that cannot be started, ends by itself, makes no sense or takes too long is a companion
+ *         that is not running. The reason goes to standard error, once.
  */
 #pragma once
 

@@ -3,8 +3,7 @@
  * Thread: any. Observers are called on the thread that posts, one after another, without a lock held; an
  *         observer may add, remove and post.
  * Owns:   the centre holds no reference on an observer, except while it calls it. An observer that is
- * destroyed without having been removed is not called any more, if its class calls removeObserver in its
- *         destructor.
+ *         destroyed without having been removed is not called any more.
  * Errors: none; a notification that nobody asked for goes nowhere.
  */
 #pragma once

@@ -1,4 +1,8 @@
-/* qtkit_internal.h: what the capture unit's files share among themselves. */
+/* qtkit_internal.h: what the capture unit's files share among themselves.
+ *
+ * Thread: connection tasks, several at once on one camera; each function takes the camera's locks by itself.
+ * Errors: an empty hold, with a line in the log.
+ */
 #pragma once
 
 #include "QTKitCapture/src/PixelArrays.h"

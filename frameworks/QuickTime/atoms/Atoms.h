@@ -4,7 +4,7 @@
  * Owns:   a container owns its whole tree.
  * Units:  sizes in bytes; all numbers in the bytes are big-endian, whatever the machine's order.
  * Errors: parsing answers false and leaves the container as it was. What was parsed and not changed is
- * serialised to the same bytes, reserved fields and unknown atoms included.
+ *         serialised to the same bytes, reserved fields and unknown atoms included.
  * Follows: QuickTime File Format: QT Atoms and Atom Containers.
  */
 #pragma once

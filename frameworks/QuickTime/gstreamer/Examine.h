@@ -2,7 +2,7 @@
  *
  * Thread: any, after startGst(). It returns when it knows, or after a time limit.
  * Errors: kQTNotAMovie: there is no track in it that goes on in time; kQTReadError: the file could not be
- * read on in time.
+ *         read on in time.
  */
 #pragma once
 

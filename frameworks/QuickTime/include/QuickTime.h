@@ -6,9 +6,10 @@
  *
  * Thread: main thread. Containers alone may be made and read on any.
  * Owns:   what a call hands out through a pointer is the caller's, to be given back by the matching Dispose
- * or Close. Units:  times and durations in the movie's own time scale. Errors: OSErr: 0, or a negative number
- * below; outputs are untouched on failure. Follows: QuickTime File Format: atoms, and the atoms of
- * compression settings.
+ *         or Close.
+ * Units:  times and durations in the movie's own time scale.
+ * Errors: OSErr: 0, or a negative number below; outputs are untouched on failure.
+ * Follows: QuickTime File Format: atoms, and the atoms of compression settings.
  */
 #pragma once
 
