@@ -1,8 +1,5 @@
 #include "TarvoRemote/CanonRemote.h"
 
-#include <algorithm>
-#include <iterator>
-
 #include "CanonEds/CanonEntryPoints.h"
 #include "TarvoRemote/RemoteCall.h"
 #include "TarvoRemote/callback.h"
@@ -14,6 +11,7 @@
 
 namespace {
 
+using remote_call::Method;
 using remote_call::serve;
 
 /** The frame belongs to the session, which may hand it out again: it is let go, not freed. */
@@ -38,11 +36,6 @@ void serveTimedCapture(const RemoteCall& call) {
     writeInt(call.socket, status);
     std::free(path);
 }
-
-struct Method {
-    uint8_t id;
-    void (*serveCall)(const RemoteCall& call);
-};
 
 constexpr Method kMethods[] = {
     {1, serve<CANON(InitializeSDK)>},
@@ -78,15 +71,10 @@ int32_t asInt(uint32_t value) {
 }  // namespace
 
 void handleCanonMessage(int socket) {
-    JNIEnv* env = GetGlobalEnv();
-    const uint8_t id = readByte(socket);
-    const auto* method = std::find_if(std::begin(kMethods), std::end(kMethods),
-                                      [id](const Method& row) { return row.id == id; });
-    if (method == std::end(kMethods)) {
+    uint8_t id = 0;
+    if (!remote_call::serveNext(socket, MODULE_CANON, kMethods, &id)) {
         rdebug(MODULE_CANON, "ERROR: handleCanonMessage, unknown methodId %d\n", id);
-        return;
     }
-    method->serveCall({.socket = socket, .module = MODULE_CANON, .method = id, .env = env});
 }
 
 void CanonRemote_handleObjectEvent(int32_t handle, uint32_t event, int32_t object) {

@@ -1,8 +1,5 @@
 #include "TarvoRemote/NikonRemote.h"
 
-#include <algorithm>
-#include <iterator>
-
 #include "Nikon/Nikonjnilib.h"
 #include "TarvoRemote/RemoteCall.h"
 #include "TarvoRemote/callback.h"
@@ -14,6 +11,7 @@
 
 namespace {
 
+using remote_call::Method;
 using remote_call::serve;
 
 /** The only call with a deadline: the shutter opens at the host's moment. */
@@ -28,11 +26,6 @@ void serveTimedCapture(const RemoteCall& call) {
     writeInt(call.socket, result);
     std::free(path);
 }
-
-struct Method {
-    uint8_t id;
-    void (*serveCall)(const RemoteCall& call);
-};
 
 constexpr Method kMethods[] = {
     {1, serve<NIKON(InitializeSDK)>},
@@ -63,15 +56,10 @@ constexpr Method kMethods[] = {
 }  // namespace
 
 void handleNikonMessage(int socket) {
-    JNIEnv* env = GetGlobalEnv();
-    const uint8_t id = readByte(socket);
-    const auto* method = std::find_if(std::begin(kMethods), std::end(kMethods),
-                                      [id](const Method& row) { return row.id == id; });
-    if (method == std::end(kMethods)) {
+    uint8_t id = 0;
+    if (!remote_call::serveNext(socket, MODULE_NIKON, kMethods, &id)) {
         rdebug(MODULE_NIKON, "ERROR: handleNikonMessage, unknown methodId %d\n", id);
-        return;
     }
-    method->serveCall({.socket = socket, .module = MODULE_NIKON, .method = id, .env = env});
 }
 
 void NikonRemote_statusCallback(int32_t status) {

@@ -1,8 +1,5 @@
 #include "TarvoRemote/QTKitRemote.h"
 
-#include <algorithm>
-#include <iterator>
-
 #include "QTKitCapture/src/QTKitCapture.h"
 #include "TarvoRemote/RemoteCall.h"
 #include "TarvoRemote/callback.h"
@@ -13,6 +10,7 @@
 
 namespace {
 
+using remote_call::Method;
 using remote_call::serve;
 
 /** The array belongs to the camera, which may hand it out again: it is let go, not freed. */
@@ -24,11 +22,6 @@ void serveImageData(const RemoteCall& call) {
     writeIntArray(call.socket, pixels);
     QTKitCapture_ReleaseImageData();
 }
-
-struct Method {
-    uint8_t id;
-    void (*serveCall)(const RemoteCall& call);
-};
 
 constexpr Method kMethods[] = {
     {1, serve<QTKIT(Initialize)>},         {2, serve<QTKIT(Terminate)>},
@@ -44,15 +37,10 @@ constexpr Method kMethods[] = {
 }  // namespace
 
 void handleQTKitMessage(int socket) {
-    JNIEnv* env = GetGlobalEnv();
-    const uint8_t id = readByte(socket);
-    const auto* method = std::find_if(std::begin(kMethods), std::end(kMethods),
-                                      [id](const Method& row) { return row.id == id; });
-    if (method == std::end(kMethods)) {
+    uint8_t id = 0;
+    if (!remote_call::serveNext(socket, MODULE_QTKIT, kMethods, &id)) {
         rdebug(MODULE_QTKIT, "handleQTKitMessage, unknown methodId %d\n", id);
-        return;
     }
-    method->serveCall({.socket = socket, .module = MODULE_QTKIT, .method = id, .env = env});
 }
 
 void QTKitRemote_handleProgress(int32_t percent) {

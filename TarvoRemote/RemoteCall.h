@@ -10,7 +10,9 @@
  */
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
+#include <span>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -110,13 +112,12 @@ void releaseAll(const Arguments& arguments) {
     std::apply([](auto... argument) { (release(argument), ...); }, arguments);
 }
 
-/** Serves a call of the entry point; beforeRun(arguments) happens between start header and call. */
-template <auto entryPoint, class BeforeRun>
-void serveWith(const RemoteCall& call, BeforeRun beforeRun) {
+/** Serves a call of the entry point. */
+template <auto entryPoint>
+void serve(const RemoteCall& call) {
     using Shape = Signature<decltype(entryPoint)>;
     const auto arguments = Shape::readArguments(call.socket);
     call.writeHeader();
-    beforeRun();
     if constexpr (std::is_void_v<typename Shape::Result>) {
         run<entryPoint>(call, arguments);
         call.writeHeader();
@@ -129,9 +130,21 @@ void serveWith(const RemoteCall& call, BeforeRun beforeRun) {
     releaseAll(arguments);
 }
 
-template <auto entryPoint>
-void serve(const RemoteCall& call) {
-    serveWith<entryPoint>(call, [] {});
+/** A row of a module's table. */
+struct Method {
+    uint8_t id;
+    void (*serveCall)(const RemoteCall& call);
+};
+
+/** Serves the call whose method id comes next. False, and nothing is written, for an id without a row. */
+inline bool serveNext(int socket, uint8_t module, std::span<const Method> methods, uint8_t* id) {
+    JNIEnv* env = GetGlobalEnv();
+    *id = readByte(socket);
+    const auto method =
+        std::find_if(methods.begin(), methods.end(), [id](const Method& row) { return row.id == *id; });
+    if (method == methods.end()) return false;
+    method->serveCall({.socket = socket, .module = module, .method = *id, .env = env});
+    return true;
 }
 
 }  // namespace remote_call
