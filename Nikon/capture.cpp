@@ -72,7 +72,7 @@ NIKON_ENTRY(jint, CaptureImage, jlong camera, jstring imagePath) {
     result = releaseShutter(data.source);
     if (result != kDone) return result;
     beginImages(data);
-    reportProgress(data, 0);
+    ReportProgress(data.source, 0, 100);
     debug("Waiting for image %s\n", data.imagePath);
     return awaitImages(data);
 }

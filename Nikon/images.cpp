@@ -89,7 +89,7 @@ TransferResult acquire(CameraData& camera, tagRefObj* image, uint32_t imageCount
 
 /** The item's object and its image's are looked up anew: the module may take them away whenever it works. */
 TransferResult transferImage(CameraData& camera, uint32_t itemId, uint32_t imageCount) {
-    reportProgress(camera, 0);
+    ReportProgress(camera.source, 0, 100);
     debug("Downloading for image %s, imageCount=%d, ulSingleDualImage=%d\n", camera.imagePath,
           static_cast<int>(imageCount), static_cast<int>(camera.ulSingleDualImage));
     tagRefObj* item = itemOf(camera.source, itemId);
@@ -111,10 +111,6 @@ TransferResult transferImage(CameraData& camera, uint32_t itemId, uint32_t image
 void beginImages(CameraData& camera) {
     camera.ulSingleDualImage = 0;
     camera.imagesTransferred = 0;
-}
-
-void reportProgress(CameraData& camera, uint32_t percent) {
-    ReportProgress(camera.source, percent, 100);
 }
 
 bool readUnsigned(tagRefObj* object, uint32_t capability, uint32_t* value) {

@@ -20,8 +20,6 @@ bool openLoadedModule(NikonModule& module);
 
 /** A new check for pictures begins: none has come, and a shot is taken to be one picture. */
 void beginImages(CameraData& camera);
-/** Tells the host how far the picture is, in percent, by the rules of a module's own reports. */
-void reportProgress(CameraData& camera, uint32_t percent);
 /** checkForImages, on a camera that is active; images.cpp. */
 jint fetchImages(CameraData& camera);
 
