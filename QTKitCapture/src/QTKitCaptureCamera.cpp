@@ -49,6 +49,11 @@ Ref<UVCCameraControl> QTKitCaptureCamera::uvc() {
     return mUvc;
 }
 
+bool QTKitCaptureCamera::hasEnded() {
+    const std::lock_guard guard(mutex);
+    return isReleased;
+}
+
 void QTKitCaptureCamera::storeSize(const CVImageBuffer& frame) {
     imageWidth = static_cast<int32_t>(frame.width());
     imageHeight = static_cast<int32_t>(frame.height());

@@ -38,6 +38,8 @@ public:
     Ref<CVImageBuffer> currentFrame();
     /** Null for cameras without controls and after release. */
     Ref<UVCCameraControl> uvc();
+    /** Whether the host has released it: then it has no session and gets no frames. */
+    bool hasEnded();
     void storeSize(const CVImageBuffer& frame);
     /** Takes a reference that nobody gives back. */
     void stayForever();

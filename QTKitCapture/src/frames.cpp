@@ -88,13 +88,8 @@ PixelHold takePixels(JNIEnv* env, QTKitCaptureCamera& camera, const CVImageBuffe
     return pixels;
 }
 
-bool isReleased(QTKitCaptureCamera& camera) {
-    const std::lock_guard guard(camera.mutex);
-    return camera.isReleased;
-}
-
 PixelHold fetchLocked(JNIEnv* env, QTKitCaptureCamera& camera) {
-    if (isReleased(camera)) return {};  // its arrays are gone and stay so
+    if (camera.hasEnded()) return {};  // its arrays are gone and stay so
     const ReadableFrame frame(camera.currentFrame());
     return frame ? takePixels(env, camera, *frame) : camera.pixels.current();
 }

@@ -34,11 +34,6 @@ struct Still {
     size_t pixels() const { return static_cast<size_t>(width) * static_cast<size_t>(height); }
 };
 
-bool isReleased(QTKitCaptureCamera& camera) {
-    const std::lock_guard guard(camera.mutex);
-    return camera.isReleased;
-}
-
 bool isRecordedSize(const QTKitCaptureCamera& camera, jint width, jint height) {
     return camera.imageWidth == width && camera.imageHeight == height;
 }
@@ -53,7 +48,7 @@ void awaitRequestedSize(const Still& still) {
     still.camera.imageId = 0;
     for (int pauses = 0; pauses < kSizePauses; ++pauses) {
         if (isRecordedSize(still.camera, still.width, still.height) || still.camera.imageId > kSizeFrames ||
-            isReleased(still.camera)) {
+            still.camera.hasEnded()) {
             return;
         }
         std::this_thread::sleep_for(kSizePause);
@@ -63,7 +58,7 @@ void awaitRequestedSize(const Still& still) {
 /** The picture shall be one that arrived after the call; a device that has fallen silent gives its last. */
 void awaitNewFrame(QTKitCaptureCamera& camera) {
     const int32_t seen = camera.imageId;
-    for (int pauses = 0; pauses < kFramePauses && camera.imageId == seen && !isReleased(camera); ++pauses) {
+    for (int pauses = 0; pauses < kFramePauses && camera.imageId == seen && !camera.hasEnded(); ++pauses) {
         std::this_thread::sleep_for(kFramePause);
     }
 }
