@@ -109,8 +109,8 @@ SettingsPane::SettingsPane(const ExportDialogRequest& request, std::function<voi
       preset_(request.choice),
       onChange_(std::move(onChange)) {
     box_ = gtk_box_new(GTK_ORIENTATION_VERTICAL, 3 * kSpacing);
-    gtk_box_append(GTK_BOX(box_), makeVideo(request));
-    gtk_box_append(GTK_BOX(box_), makeSound(request));
+    gtk_box_append(GTK_BOX(box_), makeVideo());
+    gtk_box_append(GTK_BOX(box_), makeSound());
     streaming_ = makeSwitch("_Prepare for streaming", preset_.preparesForStreaming);
     gtk_widget_set_tooltip_text(streaming_, "The movie can be played while it is still being transferred");
     watch(streaming_, "toggled");
@@ -118,14 +118,14 @@ SettingsPane::SettingsPane(const ExportDialogRequest& request, std::function<voi
     settle();
 }
 
-GtkWidget* SettingsPane::makeVideo(const ExportDialogRequest& request) {
+GtkWidget* SettingsPane::makeVideo() {
     hasVideo_ = makeSwitch("P_icture", preset_.hasVideo);
     watch(hasVideo_, "toggled");
     Rows rows;
     videoCodec_.emplace(codecs(formats_.video, preset_.videoCodec));
     watch(videoCodec_->widget(), "notify::selected");
     rows.add("_Codec", videoCodec_->widget());
-    addSize(rows, request);
+    addSize(rows);
     frameRate_.emplace(frameRates(preset_, movie_));
     watch(frameRate_->widget(), "notify::selected");
     rows.add("_Frames a second", frameRate_->widget());
@@ -140,10 +140,10 @@ GtkWidget* SettingsPane::makeVideo(const ExportDialogRequest& request) {
     return makeGroup(hasVideo_, videoRows_);
 }
 
-void SettingsPane::addSize(Rows& rows, const ExportDialogRequest& request) {
+void SettingsPane::addSize(Rows& rows) {
     size_.emplace(sizes(preset_, movie_));
     watch(size_->widget(), "notify::selected");
-    const PictureSize preset = pictureSize(preset_, request.movie);
+    const PictureSize preset = pictureSize(preset_, movie_);
     width_ = makeNumber(kLeastSide, atoms::kLargestSide, 2, preset.width);
     height_ = makeNumber(kLeastSide, atoms::kLargestSide, 2, preset.height);
     nameControl(width_, "Width in pixels");
@@ -184,7 +184,7 @@ void SettingsPane::addQuality(Rows& rows) {
     rows.add(byDataRate_, dataRate_);
 }
 
-GtkWidget* SettingsPane::makeSound(const ExportDialogRequest& /*request*/) {
+GtkWidget* SettingsPane::makeSound() {
     hasSound_ = makeSwitch("_Sound", preset_.hasSound);
     watch(hasSound_, "toggled");
     Rows rows;

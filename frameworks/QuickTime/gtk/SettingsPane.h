@@ -16,7 +16,7 @@ namespace movies {
 
 class SettingsPane {
 public:
-    /** `onChange` is called after every change of a control. */
+    /** The request must live as long as the pane. `onChange` is called after every change of a control. */
     SettingsPane(const ExportDialogRequest& request, std::function<void()> onChange);
     SettingsPane(const SettingsPane&) = delete;
     SettingsPane& operator=(const SettingsPane&) = delete;
@@ -29,9 +29,9 @@ public:
     bool hasOpenList() const;
 
 private:
-    GtkWidget* makeVideo(const ExportDialogRequest& request);
-    GtkWidget* makeSound(const ExportDialogRequest& request);
-    void addSize(Rows& rows, const ExportDialogRequest& request);
+    GtkWidget* makeVideo();
+    GtkWidget* makeSound();
+    void addSize(Rows& rows);
     void addQuality(Rows& rows);
     void watch(GtkWidget* widget, const char* signal);
     void settle();
