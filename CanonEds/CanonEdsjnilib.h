@@ -10,10 +10,7 @@
  */
 #pragma once
 
-#include "EDSDK.h"
 #include "TarvoRemote/jni_env.h"
-
-struct CanonCamera;
 
 constexpr jint kNoSession = 130;
 constexpr jint kLiveViewRefused = 134;

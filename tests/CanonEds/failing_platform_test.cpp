@@ -5,6 +5,7 @@
 
 #include "CanonEds/CanonEdsjnilib.h"
 #include "CanonEds/CanonMemPool.h"
+#include "EDSDK.h"
 #include "platform/Tasks.h"
 
 /* These take the place of the platform's: no thread and no event can be made. */
