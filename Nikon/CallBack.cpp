@@ -169,6 +169,8 @@ int32_t handleEvent(const EventHabits& habits, MaidRef reference, uint32_t event
 
 void CompletionProc(NkMAIDObject*, uint32_t command, uint32_t parameter, uint32_t, MaidParam,
                     MaidRef reference, int32_t result) {
+    // A capability's number where commands stand: the line comes from modules only that have a command of
+    // that number. A shot's completion names the command that started it, and logs have never shown one.
     if (command == kMaidCapabilityCapture) {
         debug("Completed capture, result=%X\n", static_cast<uint32_t>(result));
     }

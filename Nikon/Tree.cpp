@@ -178,7 +178,7 @@ bool closeBelow(tagRefObj* object, int levels) {
 void reportRemoval(const tagRefObj* source) {
     debug("IN REMOVE CHILD %p\n", static_cast<const void*>(source));
     source->cameraData->active = 0;
-    NikonRemote_statusCallback(0);
+    NikonRemote_statusCallback(kNikonCameraRemoved);
 }
 
 /** Frees what the root owns, but not the root. */
