@@ -4,6 +4,7 @@
 #include <sys/time.h>
 
 #include <atomic>
+#include <cerrno>
 
 #include "TarvoRemote/wire.h"
 #include "shared/vask_mutex.h"
@@ -18,14 +19,23 @@ void limitPatience(int socket) {
     setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
 }
 
+/** False when the value did not go out whole. A send with a time limit that waits comes back, with nothing
+ * sent, when the process is stopped and continued; without the limit it would have gone on by itself. */
+template <class Value>
+bool isWritten(int64_t (*write)(int socket, Value value), int socket, Value value) {
+    int64_t sent = 0;
+    do {
+        sent = write(socket, value);
+    } while (sent < 0 && errno == EINTR);
+    return sent == sizeof value;
+}
+
 /** The message, value by value; false when a value did not go out whole. */
 bool writeMessage(int socket, uint8_t module, EventKind kind, std::initializer_list<int32_t> payload) {
-    constexpr int64_t kByte = 1;
-    constexpr int64_t kInt = 4;
-    bool isWhole = writeByte(socket, module) == kByte && writeInt(socket, CALLBACK_MARKER) == kInt &&
-                   writeByte(socket, kind) == kByte;
+    bool isWhole = isWritten(writeByte, socket, module) && isWritten(writeInt, socket, CALLBACK_MARKER) &&
+                   isWritten(writeByte, socket, uint8_t{kind});
     for (const int32_t value : payload) {
-        isWhole = isWhole && writeInt(socket, value) == kInt;
+        isWhole = isWhole && isWritten(writeInt, socket, value);
     }
     return isWhole;
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/time.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <thread>
@@ -84,6 +85,57 @@ TEST_F(Callback, HostThatNeverReadsDoesNotHoldCamerasForEver) {
         ASSERT_GE(count, 0);
     }
     EXPECT_GT(received, 10U);
+}
+
+std::atomic<int> interruptions{0};
+
+/** What a process is told by when it is stopped and continued, as far as a send that waits sees it. */
+void interrupt(std::thread& thread, const std::atomic<bool>& hasEnded) {
+    struct sigaction heeded {};
+    heeded.sa_handler = [](int) { ++interruptions; };
+    sigaction(SIGUSR1, &heeded, nullptr);
+    for (interruptions = 0; interruptions < 100 && !hasEnded;) {
+        pthread_kill(thread.native_handle(), SIGUSR1);
+        std::this_thread::yield();
+    }
+    std::signal(SIGUSR1, SIG_DFL);
+}
+
+bool isTelling() {
+    if (pthread_mutex_trylock(getCallbackMutex()) != 0) return true;
+    pthread_mutex_unlock(getCallbackMutex());
+    return false;
+}
+
+TEST_F(Callback, MessageThatWaitsForRoomOutlivesAnInterruption) {
+    setCallbackSocket(pair.socket());
+    const uint8_t filling[1024] = {};
+    for (const size_t size : {sizeof filling, size_t{1}}) {
+        while (send(pair.socket(), filling, size, MSG_DONTWAIT) > 0) {
+        }
+    }
+    std::atomic<bool> isTold{false};
+    std::thread sender([&] {
+        sendCallback(20, EVENT_STATE, {1});
+        isTold = true;
+    });
+    while (!isTelling() && !isTold) {
+        std::this_thread::yield();
+    }
+    interrupt(sender, isTold);
+    Bytes all;
+    for (bool wasTold = false; !wasTold;) {
+        wasTold = isTold;
+        const Bytes next = pair.sent();
+        all.insert(all.end(), next.begin(), next.end());
+        if (!next.empty()) wasTold = false;
+    }
+    sender.join();
+    const Bytes message = {20, 0x33, 0x22, 0x11, 0, EVENT_STATE, 1, 0, 0, 0};
+    ASSERT_GE(all.size(), message.size());
+    EXPECT_EQ(Bytes(all.end() - static_cast<std::ptrdiff_t>(message.size()), all.end()), message);
+    sendCallback(20, EVENT_STATE, {1});
+    EXPECT_EQ(pair.sent(), message) << "the stream goes on";
 }
 
 TEST_F(Callback, MessagesOfSeveralSendersAreNeverMixed) {
