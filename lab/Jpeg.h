@@ -18,7 +18,8 @@ namespace lab {
 LAB_EXPORT std::vector<uint8_t> rampJpeg(unsigned width, unsigned height, unsigned phase);
 
 /** A valid JPEG of exactly `size` bytes: a ramp, filled up with comments whose bytes depend on `seed`. Where
- *  `size` is too small for any picture, the bytes are those of fillNoise. */
+ *  `size` is too small for any picture, noise between the marks that begin and end one, for those who look
+ *  for these; below four bytes noise alone. */
 LAB_EXPORT std::vector<uint8_t> jpegOfSize(size_t size, unsigned phase, uint64_t seed);
 
 /** Bytes that look like nothing in particular and are the same for the same seed and offset. */

@@ -91,6 +91,14 @@ TEST(JpegsOfASize, that_no_picture_fits_into_are_noise_of_that_size) {
     }
 }
 
+TEST(JpegsOfASize, that_no_picture_fits_into_are_marked_as_one) {
+    for (const size_t size : {4U, 100U, 200U}) {
+        const Bytes bytes = lab::jpegOfSize(size, 0, 1);
+        EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + 2), (Bytes{0xFF, 0xD8}));
+        EXPECT_EQ(Bytes(bytes.end() - 2, bytes.end()), (Bytes{0xFF, 0xD9}));
+    }
+}
+
 TEST(MadeUpContent, is_the_same_for_the_same_seed_only) {
     for (const bool isJpeg : {false, true}) {
         EXPECT_EQ(contentOf(lab::madeUpContent(5000, 7, isJpeg)),
