@@ -3,7 +3,7 @@
  * Thread: any.
  * Owns:   nothing that lasts.
  * Errors: loading answers no bytes; a failed save is logged and leaves the file as it was. A file is never
- *         seen half written.
+ *         seen half written, unless its folder is protected and it alone may be written.
  */
 #pragma once
 
