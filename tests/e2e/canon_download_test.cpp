@@ -220,6 +220,22 @@ TEST_F(CanonDownload, of_a_thumbnail_file_fetches_nothing_and_is_a_success) {
     EXPECT_EQ(canon().download(handle, item), -1);
 }
 
+TEST_F(CanonDownload, of_a_thumbnail_file_does_not_count) {
+    const int32_t handle =
+        startSession(cameraWith({madeUpFile("MVI_0001.THM", 5000), madeUpFile("IMG_0001.JPG", 5000)}));
+    const std::vector<int32_t> items = shoot(handle, picturePath("a"), 2);
+    ASSERT_EQ(items.size(), 2u);
+    EXPECT_EQ(canon().download(handle, items[0]), 0);
+    events().collectUntilSilent();
+    events().forget();
+    EXPECT_EQ(canon().download(handle, items[1]), 0);
+    events().collectUntilSilent();
+    // The picture is the first of the two that are expected.
+    const std::vector<int32_t> progress = events().progress();
+    EXPECT_EQ(progress.front(), 0);
+    EXPECT_LE(progress.back(), 50);
+}
+
 TEST_F(CanonDownload, replaces_a_file_that_is_there) {
     const Bytes content = patternBytes(5000, 9);
     const TempFolder card;
@@ -294,6 +310,17 @@ INSTANTIATE_TEST_SUITE_P(
                               {"EdsGetDirectoryItemInfo", "EdsCreateFileStreamEx", "EdsSetProgressCallback",
                                "EdsDownload", "EdsDownloadComplete", "EdsRelease", "EdsRelease"}}),
     [](const auto& row) { return std::string(row.param.function); });
+
+TEST_F(CanonDownload, that_only_its_completion_spoils_is_told_to_have_come_to_its_end) {
+    const int32_t handle = startSession(cameraWith({madeUpFile("IMG_0001.JPG", 0)}));
+    const int32_t item = shoot(handle, picturePath("a")).at(0);
+    events().forget();
+    lab().fault("EdsDownloadComplete", 0xA8);
+    EXPECT_EQ(canon().download(handle, item), 0xA8);
+    expectCaptureError(handle);
+    // The file is here whole, and the host hears so before it hears of the failure.
+    EXPECT_EQ(events().progress().back(), 100);
+}
 
 TEST_F(CanonDownload, to_a_path_that_is_no_text_is_refused) {
     const int32_t handle = startSession(cameraWith({madeUpFile("IMG_0001.JPG", 4000)}));
