@@ -111,6 +111,14 @@ TEST_F(CanonCapture, announces_capacity_once_even_when_the_camera_refuses_it) {
     EXPECT_EQ(lab().calls("EdsSetCapacity").size(), 1u);
 }
 
+TEST_F(CanonCapture, announces_capacity_once_even_when_a_path_is_refused) {
+    const int32_t handle = startSession();
+    lab().clearTrace();
+    EXPECT_EQ(canon().capture(handle, std::string(1014, 'x')), -1);
+    EXPECT_EQ(canon().capture(handle, picturePath("a")), 0);
+    EXPECT_EQ(lab().calls("EdsSetCapacity").size(), 1u);
+}
+
 TEST_F(CanonCapture, announces_capacity_by_itself_without_being_prepared) {
     const int32_t handle = startSession();
     lab().clearTrace();
