@@ -70,6 +70,17 @@ TEST_F(CanonEvents, of_other_objects_release_them) {
     EXPECT_EQ(canon().download(handle, item), 0) << "the one that waits is another";
 }
 
+TEST_F(CanonEvents, of_every_object_but_one_that_waits_release_it) {
+    shoot(startSession(), picturePath("a"));
+    for (const int event : {0x203, 0x204, 0x205, 0x206, 0x207, 0x209, 0x20A}) {
+        SCOPED_TRACE(event);
+        lab().clearTrace();
+        raise({{"kind", "object"}, {"event", event}});
+        EXPECT_NE(events().waitFor(kObjectEvent, event).last(), 0);
+        lab().waitForCalls("EdsRelease");
+    }
+}
+
 TEST_F(CanonEvents, of_a_picture_keep_it_alive_for_the_download) {
     const int32_t handle = startSession();
     lab().clearTrace();
@@ -98,6 +109,17 @@ TEST_F(CanonEvents, of_the_shutdown_end_the_session_before_the_host_hears_of_it)
     EXPECT_EQ(canon().startLiveView(handle), 130);
     EXPECT_EQ(canon().getSetting(handle, kSaveTo), 0);
     EXPECT_EQ(canon().firmwareVersion(handle), "");
+}
+
+TEST_F(CanonEvents, of_other_states_leave_the_session_open) {
+    const int32_t handle = startSession();
+    events();
+    for (const int event : {0x302, 0x303, 0x304, 0x305, 0x306, 0x307}) {
+        SCOPED_TRACE(event);
+        raise({{"kind", "state"}, {"event", event}});
+        EXPECT_EQ(events().waitFor(kStateEvent, event).handle(), handle);
+        EXPECT_EQ(canon().preCapture(handle, picturePath("a")), 0);
+    }
 }
 
 TEST_F(CanonEvents, tell_the_session_that_they_are_for) {
