@@ -68,7 +68,7 @@ TEST_F(CanonLiveView, that_is_on_already_is_only_brought_to_the_host) {
 }
 
 TEST_F(CanonLiveView, is_refused_in_the_basic_modes_and_changes_nothing) {
-    for (const int mode : {9, 0x16, 0x7FFFFFFF}) {
+    for (const int64_t mode : {0x9LL, 0x16LL, 0x7FFFFFFFLL, 0xFFFFFFFFLL}) {
         SCOPED_TRACE(mode);
         const int32_t handle = startSession(usualCamera({{"properties", property(kAeMode, 9, mode)}}));
         lab().clearTrace();
@@ -108,6 +108,28 @@ TEST_F(CanonLiveView, tells_of_every_step_that_fails) {
     EXPECT_EQ(canon().startLiveView(handle), 0);
 }
 
+TEST_F(CanonLiveView, is_switched_on_when_the_camera_does_not_tell_whether_it_is) {
+    const int32_t handle = startSession();
+    lab().clearTrace();
+    lab().fault("EdsGetPropertyData", 0x81, {{"property", kEvfMode}});
+    EXPECT_EQ(canon().startLiveView(handle), 0);
+    EXPECT_EQ(writes(), (Writes{{kEvfDofPreview, "00000000"},
+                                {kEvfMode, "01000000"},
+                                {kEvfOutputDevice, "02000000"},
+                                {kEvfZoom, "01000000"}}));
+    EXPECT_EQ(lab().calls("EdsSendCommand").size(), 1u);
+}
+
+TEST_F(CanonLiveView, starts_whatever_becomes_of_autofocus_and_zoom) {
+    const int32_t handle = startSession();
+    lab().clearTrace();
+    lab().fault("EdsSendCommand", 0x81);
+    lab().fault("EdsSetPropertyData", 0x85, {{"property", kEvfZoom}});
+    EXPECT_EQ(canon().startLiveView(handle), 0);
+    EXPECT_EQ(number(lab().calls("EdsSendCommand").at(0)["result"]), 0x81);
+    EXPECT_EQ(number(lab().calls("EdsSetPropertyData").back()["result"]), 0x85);
+}
+
 TEST_F(CanonLiveView, puts_the_remembered_preview_back_when_it_starts) {
     const int32_t handle = startSession();
     ASSERT_TRUE(canon().setSetting(handle, kEvfDofPreview, 1));
@@ -116,6 +138,15 @@ TEST_F(CanonLiveView, puts_the_remembered_preview_back_when_it_starts) {
     const Writes written = writes();
     EXPECT_EQ(written.front(), (std::pair<int64_t, std::string>{kEvfDofPreview, "00000000"}));
     EXPECT_EQ(written.back(), (std::pair<int64_t, std::string>{kEvfDofPreview, "01000000"}));
+}
+
+TEST_F(CanonLiveView, puts_the_remembered_preview_back_when_it_does_not_start) {
+    const int32_t handle = startSession();
+    EXPECT_TRUE(canon().setSetting(handle, kEvfDofPreview, 1));
+    lab().clearTrace();
+    lab().fault("EdsSetPropertyData", 0x86, {{"property", kEvfOutputDevice}});
+    EXPECT_EQ(canon().startLiveView(handle), 0x86);
+    EXPECT_EQ(writes().back(), (std::pair<int64_t, std::string>{kEvfDofPreview, "01000000"}));
 }
 
 TEST_F(CanonLiveView, stops_by_taking_the_host_off_the_output) {
@@ -335,6 +366,16 @@ TEST_F(CanonLiveView, tells_no_zoom_position_beyond_one) {
     canon().liveViewFrame(handle);
     EXPECT_EQ(canon().liveViewZoomX(handle), 1000000);
     EXPECT_EQ(canon().liveViewZoomY(handle), 1000000);
+}
+
+TEST_F(CanonLiveView, tells_zoom_positions_below_zero_as_they_are) {
+    const Json negative = property(kEvfZoomPosition, 21, Json::array({-1404, -936}));
+    const int32_t handle = startSession(usualCamera({{"properties", negative}}));
+    EXPECT_EQ(canon().startLiveView(handle), 0);
+    lab().set("canon-1", kEvfZoomPosition, Json::array({-1404, -936}));
+    canon().liveViewFrame(handle);
+    EXPECT_EQ(canon().liveViewZoomX(handle), -150000);
+    EXPECT_EQ(canon().liveViewZoomY(handle), -150000);
 }
 
 TEST_F(CanonLiveView, tells_when_the_position_is_refused) {
