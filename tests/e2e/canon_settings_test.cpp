@@ -185,6 +185,15 @@ TEST_F(CanonSettings, for_the_shutter_speed_are_put_in_again_even_when_nothing_w
     EXPECT_EQ(writes(kTv).size(), 1u);
 }
 
+TEST_F(CanonSettings, for_a_shutter_speed_that_cannot_be_read_are_not_put_in_again) {
+    const int32_t handle = sessionWith(property(kTv, 9, 0x60));
+    lab().fault("EdsGetPropertyData", 0x81, {{"property", kTv}});
+    EXPECT_FALSE(canon().setSetting(handle, kTv, 0x68));
+    const int32_t item = shoot(handle, picturePath("a")).at(0);
+    EXPECT_EQ(canon().download(handle, item), 0);
+    EXPECT_TRUE(writes(kTv).empty());
+}
+
 TEST_F(CanonSettings, for_the_shutter_speed_are_put_in_again_after_a_refusal) {
     const int32_t handle = sessionWith(property(kTv, 9, 0x60));
     lab().fault("EdsSetPropertyData", 0x81, {{"property", kTv}});
@@ -252,6 +261,7 @@ INSTANTIATE_TEST_SUITE_P(
                       LegacyQuality{"kiss", "EOS Kiss REBEL 300D", kRebelQualities},
                       LegacyQuality{"rebel_too_short", "EOS DIGITAL REBE", kLegacyQualities},
                       LegacyQuality{"rebel_not_at_the_start", "Canon EOS DIGITAL REBEL", kLegacyQualities},
+                      LegacyQuality{"kiss_too_short", "EOS Kiss REBEL 300", kLegacyQualities},
                       LegacyQuality{"another", "Canon EOS 20D", kLegacyQualities}),
     [](const auto& row) { return std::string(row.param.name); });
 
@@ -289,6 +299,14 @@ TEST_F(CanonSettings, of_a_legacy_camera_that_refuses_the_lock_are_read_but_not_
     EXPECT_FALSE(canon().setSetting(handle, kIso, 0x50));
     EXPECT_EQ(lab().callNames(), Names{"EdsSendStatusCommand"});
     helper().waitForOut("CanonEds: NO LOCK 0x81\n", 2);
+}
+
+TEST_F(CanonSettings, of_a_legacy_camera_that_refuses_the_lock_are_offered) {
+    const int32_t handle =
+        startSession(legacyCamera({{"properties", property(kIso, 9, 0x48, {0x48, 0x50})}}));
+    lab().fault("EdsSendStatusCommand", 0x81);
+    EXPECT_EQ(canon().settingOptions(handle, kIso), (Values{0x48, 0x50}));
+    helper().waitForOut("CanonEds: NO LOCK 0x81\n");
 }
 
 TEST_F(CanonSettings, of_a_legacy_camera_are_unlocked_after_every_error) {
