@@ -69,6 +69,15 @@ TEST_F(CanonSessions, get_an_empty_list_when_the_library_fails) {
     EXPECT_EQ(canon().cameraList().size(), 1u);
 }
 
+TEST_F(CanonSessions, give_the_library_its_list_back_and_keep_the_cameras) {
+    firstCamera(scenarioOf({usualCamera()}));
+    lab().clearTrace();
+    canon().cameraList();
+    const std::vector<Json> released = lab().calls("EdsRelease");
+    ASSERT_EQ(released.size(), 1u);
+    EXPECT_EQ(released[0]["args"]["object"], "cameraList");
+}
+
 TEST_F(CanonSessions, get_no_name_of_a_camera_that_cannot_be_read) {
     const int32_t reference = firstCamera(scenarioOf({usualCamera()}));
     lab().fault("EdsGetDeviceInfo", 0x80);
@@ -147,6 +156,15 @@ TEST_F(CanonSessions, go_on_when_setting_up_fails) {
     helper().waitForOut("CanonEds: set kEdsPropID_DriveMode to 0 = 0x50\n");
     helper().waitForOut("CanonEds: EdsSetCapacity 0x60\n");
     EXPECT_NE(canon().getSetting(handle, kAv), 0);
+}
+
+TEST_F(CanonSessions, tell_where_a_camera_goes_on_saving_that_does_not_take_the_host) {
+    const int32_t reference =
+        firstCamera(scenarioOf({usualCamera({{"properties", property(kSaveTo, 9, 1)}})}));
+    lab().fault("EdsSetPropertyData", 0x81, {{"property", kSaveTo}});
+    EXPECT_NE(canon().openSession(reference), 0);
+    helper().waitForOut(
+        "CanonEds: set kEdsPropID_SaveTo to 2 = 0x81\nCanonEds: get kEdsPropID_SaveTo to 1 = 0x0\n");
 }
 
 TEST_F(CanonSessions, that_fail_to_open_leave_their_handlers_and_events_do_no_harm) {
