@@ -38,6 +38,16 @@ TEST_F(CallbackRegistration, brings_events_to_the_host) {
     EXPECT_EQ(event.last(), 5);
 }
 
+TEST_F(CallbackRegistration, is_not_asked_for_between_calls) {
+    startSession();
+    CallbackStream stream(helper());
+    canon().socket().send(Message().byte(8).byte(10).byte(18));
+    EXPECT_EQ(hex(canon().socket().receive(4)), "0a 12 0a 12");
+    raise(5);
+    EXPECT_EQ(stream.waitFor(kStateEvent, 0x304).last(), 5);
+    canon().socket().expectSilence();
+}
+
 TEST_F(CallbackRegistration, of_a_second_socket_takes_the_events_from_the_first) {
     startSession();
     CallbackStream first(helper());
