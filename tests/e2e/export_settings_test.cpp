@@ -56,6 +56,11 @@ protected:
     TempFolder folder_;
 };
 
+TEST_F(ExportSettings, find_the_movie_toolbox_entered_before_they_are_asked_for) {
+    startWith({{"answer", "ok"}, {"settings", kSettingsHex}});
+    EXPECT_EQ(lab().calls("EnterMovies").size(), 1u);
+}
+
 TEST_F(ExportSettings, saves_what_the_user_chose_to_both_files) {
     startWith({{"answer", "ok"}, {"settings", kSettingsHex}});
     RawClient client = ask();
