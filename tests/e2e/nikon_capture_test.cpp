@@ -204,6 +204,20 @@ TEST_F(NikonCapture, progress_of_a_pair_goes_from_0_over_50_to_100) {
         << "the end of one and the begin of the other";
 }
 
+TEST_F(NikonCapture, progress_after_a_pair_begins_at_0_again) {
+    const Json dual = {{"dual", 1}};
+    const int64_t camera =
+        startCamera(bodyWithShot({nikonItem(kNefType, 400, dual), nikonItem(kJpegType, 400, dual)}));
+    ASSERT_EQ(nikon().capture(camera, picturePath("a")), 0);
+    events();
+    ASSERT_EQ(nikon().capture(camera, picturePath("b")), 0);
+    events().collectUntilSilent();
+    const Percents percents = events().progress();
+    ASSERT_FALSE(percents.empty());
+    EXPECT_EQ(percents.front(), 0);
+    EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end())) << ::testing::PrintToString(percents);
+}
+
 TEST_F(NikonCapture, progress_is_logged_without_a_callback_socket) {
     const int64_t camera = startCamera(bodyWithShot({nikonItem(kJpegType, 1000)}));
     ASSERT_EQ(nikon().capture(camera, picturePath("frame")), 0);
