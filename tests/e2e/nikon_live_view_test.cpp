@@ -334,6 +334,23 @@ TEST_F(NikonFocus, waits_until_the_lens_stands_still) {
     EXPECT_EQ(framesLogged(), 4u);
 }
 
+TEST_F(NikonFocus, waits_whatever_number_says_that_the_lens_moves) {
+    const Bytes moving = usualHeader().byte(30, 0x80).frame(600, 64);
+    const int64_t camera = startFrames({moving, moving, driving(false)});
+    lab().clearTrace();
+    nikon().driveFocus(camera, 3);
+    EXPECT_EQ(commandsOf(kGetArrayCommand, kLiveViewFrame), 3u);
+}
+
+TEST_F(NikonFocus, of_a_camera_that_does_not_tell_its_amount_is_driven_by_the_one_it_has) {
+    const int64_t camera = startFrames(
+        {driving(false)},
+        {capability(kFocusAmount, kRangeCap, kSettable, {{"value", 1}, {"lower", 0}, {"upper", 9}})});
+    lab().clearTrace();
+    nikon().driveFocus(camera, 5);
+    EXPECT_EQ(commandTexts(), (Texts{"1 6 0x8249", "1 7 0x8247", "1 9 0x8247"}));
+}
+
 TEST_F(NikonFocus, looks_at_100_frames_at_most) {
     const int64_t camera = startFrames({driving(true)});
     lab().clearTrace();
