@@ -126,6 +126,15 @@ TEST_F(MisbehavingModules, list_that_shrinks_between_the_reads_is_as_long_as_it_
               std::vector<std::string>{"Program"});
 }
 
+TEST_F(MisbehavingModules, setting_is_the_one_that_is_told_together_with_the_values) {
+    offerList(kMaidArrayUnsigned, 3, 4, std::string(12, '\0'), 3);
+    scripted.answer(kMaidCommandCapGetArray, kSetting, [](const Command& command) {
+        command.as<NkMAIDEnum>().value = 2;
+        return 0;
+    });
+    EXPECT_EQ(NIKON(GetSetting)(env, env, select(), kSetting), 2);
+}
+
 TEST_F(MisbehavingModules, list_whose_size_overflows_is_not_fetched) {
     offerList(kMaidArrayUnsigned, 0xFFFFFFFF, 0xFFFF, "", 0);
     const jlong camera = select();
