@@ -12,6 +12,7 @@ extern "C" __attribute__((visibility("default"))) int __wrap_nanosleep(const tim
 TreeTest::TreeTest() {
     module.openRoot(&root);
     sentStatuses.clear();
+    atStatus = nullptr;
     sentPercents.clear();
     pauses.clear();
 }

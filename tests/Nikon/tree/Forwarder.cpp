@@ -5,9 +5,11 @@
 
 std::vector<int32_t> sentStatuses;
 std::vector<int32_t> sentPercents;
+std::function<void()> atStatus;
 
 void NikonRemote_statusCallback(int32_t status) {
     sentStatuses.push_back(status);
+    if (atStatus) atStatus();
 }
 
 void NikonRemote_progressCallback(int32_t percent) {

@@ -79,6 +79,17 @@ TEST_F(CapabilitiesTest, ABooleanIsSetWhateverItWas) {
     EXPECT_EQ(module.calls[1].dataType, static_cast<uint32_t>(kMaidDataBoolean));
 }
 
+TEST_F(CapabilitiesTest, ABooleanIsAskedForWithTheNewValueInItsPlace) {
+    have(kMaidCapBoolean);
+    std::vector<int> seen;
+    module.before = [&](const FakeCall& call) {
+        if (call.command == kMaidCommandCapGet) seen.push_back(*reinterpret_cast<uint8_t*>(call.data));
+    };
+    EXPECT_TRUE(SetBoolCapability(&root, 50, 1));
+    EXPECT_TRUE(SetBoolCapability(&root, 50, 0));
+    EXPECT_EQ(seen, (std::vector<int>{1, 0}));
+}
+
 TEST_F(CapabilitiesTest, ABooleanIsLeftAloneUnlessItMayBeReadAndSet) {
     have(kMaidCapBoolean, kMaidOperationSet);
     EXPECT_FALSE(SetBoolCapability(&root, 50, 1));

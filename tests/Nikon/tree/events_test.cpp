@@ -260,6 +260,13 @@ TEST_F(EventsTest, ProgressOfAPairIsOfBothPictures) {
     EXPECT_EQ(sentPercents, (std::vector<int32_t>{25, 50, 50, 100}));
 }
 
+TEST_F(EventsTest, ProgressIsHalvedForAPairAlone) {
+    openWholeTree();
+    camera.imagesTransferred = 1;
+    fakeImage->progress(1, 2);
+    EXPECT_EQ(sentPercents, (std::vector<int32_t>{150}));
+}
+
 TEST_F(EventsTest, ProgressOfFilesOfGigabytesIsNoSmallNumber) {
     openWholeTree();
     fakeImage->progress(0xFFFFFFFE, 0xFFFFFFFF);

@@ -67,6 +67,16 @@ TEST_F(ObjectsTest, AChildThatCannotBeOpenedLeavesNothing) {
     EXPECT_FALSE(AddChild(nullptr, 5));
 }
 
+TEST_F(ObjectsTest, AChildThatRefusesItsProceduresIsOpenedAllTheSame) {
+    haveWholeTree();
+    module.answer = [](const FakeCall& call) {
+        return call.command == kMaidCommandCapSet ? std::optional<int32_t>(kMaidResultHardwareError)
+                                                  : std::nullopt;
+    };
+    EXPECT_TRUE(AddChild(&root, kSourceId));
+    EXPECT_NE(GetRefChildPtr_ID(&root, kSourceId), nullptr);
+}
+
 TEST_F(ObjectsTest, MoreChildrenThanThereIsRoomForAreRefused) {
     root.childCount = kMostChildren;  // without the array, which is not looked at
     EXPECT_EQ(logOf([&] { EXPECT_FALSE(AddChild(&root, 5)); }), "NikonMaid: There is not enough memory\n");
@@ -191,6 +201,16 @@ TEST_F(ObjectsTest, TheSourceOfASelectedCameraStaysAndTheHostIsTold) {
     EXPECT_EQ(camera.active, 0);
     EXPECT_EQ(sentStatuses, (std::vector<int32_t>{0}));
     EXPECT_TRUE(module.calls.empty());
+}
+
+TEST_F(ObjectsTest, TheCameraIsInactiveBeforeTheHostIsToldThatItHasGone) {
+    openWholeTree();
+    camera.active = 1;
+    uint16_t activeThen = 1;
+    atStatus = [&] { activeThen = camera.active; };
+    EXPECT_TRUE(RemoveChild(&root, kSourceId));
+    EXPECT_EQ(sentStatuses.size(), 1U);
+    EXPECT_EQ(activeThen, 0);
 }
 
 TEST_F(ObjectsTest, AChildThatCannotBeClosedStays) {
