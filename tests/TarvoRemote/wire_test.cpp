@@ -106,6 +106,15 @@ TEST_F(Wire, FloatTravelsAsMillionths) {
     EXPECT_FLOAT_EQ(readFloat(pair.socket()), 0.25F);
 }
 
+TEST_F(Wire, FloatIsScaledInSinglePrecision) {
+    // In double precision the nearest float to 0.7, a little less, would be cut to 699999.
+    writeFloat(pair.socket(), 0.7F);
+    EXPECT_EQ(pair.sent(), Bytes({0x60, 0xAE, 0x0A, 0, 0, 0, 0, 0}));  // 700000
+    // One more than a float of that size can tell.
+    pair.feed({0x01, 0, 0, 1, 0, 0, 0, 0});  // 16777217
+    EXPECT_EQ(readFloat(pair.socket()), 16.777216F);
+}
+
 TEST_F(Wire, FloatThatNoIntegerHoldsIsSentAsTheLeastInteger) {
     const Bytes least = {0, 0, 0, 0, 0, 0, 0, 0x80};
     for (const float value : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
