@@ -67,6 +67,14 @@ TEST_F(Callback, ProgressIsLoggedEvenWhenItIsDropped) {
     EXPECT_EQ(pair.sent(), Bytes{});
 }
 
+TEST_F(Callback, RegisteredSocketIsGivenSomeSecondsAndNotMore) {
+    setCallbackSocket(pair.socket());
+    timeval patience{};
+    socklen_t size = sizeof patience;
+    ASSERT_EQ(getsockopt(pair.socket(), SOL_SOCKET, SO_SNDTIMEO, &patience, &size), 0);
+    EXPECT_EQ(patience.tv_sec, kCallbackPatience);
+}
+
 TEST_F(Callback, HostThatNeverReadsDoesNotHoldCamerasForEver) {
     setCallbackSocket(pair.socket());
     const timeval soon = {.tv_sec = 0, .tv_usec = 20000};
