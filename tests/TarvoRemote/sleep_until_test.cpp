@@ -3,9 +3,15 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sched.h>
+#include <sys/resource.h>
 #include <time.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
+
+#include "platform/Priority.h"
 
 namespace {
 
@@ -58,6 +64,54 @@ TEST(SleepUntil, DoesNotWaitForThePast) {
     const std::string log = logOf(past);
     EXPECT_EQ(log.find("TarvoRemote: Did not sleep, microTime=" + std::to_string(past) + ", result="), 0U)
         << log;
+}
+
+TEST(SleepUntil, TellsThePresentByItsLowBits) {
+    awaitRoomBeforeWrap(1000000);
+    const auto before = static_cast<uint32_t>(wallClockUs());
+    const std::string log = logOf(before - 1);
+    const auto after = static_cast<uint32_t>(wallClockUs());
+    const std::string kBefore = "result=";
+    const auto told = std::stoll(log.substr(log.find(kBefore) + kBefore.size()));
+    EXPECT_GE(told, before);
+    EXPECT_LE(told, after);
+}
+
+struct Scheduling {
+    int policy;
+    int nice;
+
+    bool operator==(const Scheduling&) const = default;
+};
+
+Scheduling schedulingOf(pid_t thread) {
+    return {sched_getscheduler(thread), getpriority(PRIO_PROCESS, static_cast<id_t>(thread))};
+}
+
+TEST(SleepUntil, WaitsAtTheHighestPriority) {
+    if (HighestPriority().gained() == PriorityGained::none) {
+        GTEST_SKIP() << "the system permits no higher priority";
+    }
+    const Scheduling ordinary = schedulingOf(gettid());
+    std::atomic<pid_t> sleeper{0};
+    std::atomic<bool> isSeen{false};
+    std::thread thread([&] {
+        sleeper = gettid();
+        while (!isSeen) {
+            sleepUntil(wallClockUs() + 50000);
+        }
+    });
+    const auto isRaised = [&] { return sleeper != 0 && !(schedulingOf(sleeper) == ordinary); };
+    constexpr int64_t kPatience = 60000000;
+    const int64_t end = wallClockUs() + kPatience;
+    bool wasRaised = isRaised();
+    while (!wasRaised && wallClockUs() < end) {
+        std::this_thread::yield();
+        wasRaised = isRaised();
+    }
+    isSeen = true;
+    thread.join();
+    EXPECT_TRUE(wasRaised);
 }
 
 TEST(SleepUntil, RestoresTheThreadsPriority) {
