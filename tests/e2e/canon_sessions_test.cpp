@@ -310,6 +310,18 @@ TEST_F(CanonSessions, of_a_legacy_camera_lock_it_for_reading_the_firmware) {
               (Names{"EdsSendStatusCommand", "EdsGetPropertyData", "EdsSendStatusCommand"}));
 }
 
+TEST_F(CanonSessions, of_a_legacy_camera_do_not_need_the_lock) {
+    const int32_t reference = firstCamera(scenarioOf({legacyCamera({{"firmware", "1.2.3"}})}));
+    lab().clearTrace();
+    lab().fault("EdsSendStatusCommand", 0x81);
+    const int32_t handle = canon().openSession(reference);
+    EXPECT_NE(handle, 0);
+    EXPECT_EQ(lab().calls("EdsSetPropertyData").size(), 2u);
+    EXPECT_EQ(lab().calls("EdsSetCapacity").size(), 1u);
+    lab().fault("EdsSendStatusCommand", 0x81);
+    EXPECT_EQ(canon().firmwareVersion(handle), "1.2.3");
+}
+
 TEST_F(CanonSessions, of_a_legacy_camera_tell_of_locks_that_fail) {
     const int32_t handle = startSession(legacyCamera());
     lab().fault("EdsSendStatusCommand", 0x81);
