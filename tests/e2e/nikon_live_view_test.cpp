@@ -259,6 +259,16 @@ TEST_F(NikonLiveView, heat_is_told_once_when_the_countdown_drops) {
     EXPECT_EQ(helper().out().count("OVERHEAT"), 1u);
 }
 
+TEST_F(NikonLiveView, heat_is_told_over_a_frame_without_a_header) {
+    const int64_t camera =
+        startFrames({usualHeader().word(38, 501).frame(600, 64), usualHeader().frame(512, 64),
+                     usualHeader().word(38, 30).frame(600, 64)});
+    for (int i = 0; i < 3; ++i) {
+        nikon().liveViewImage(camera);
+    }
+    helper().waitForOut("NikonMaid: live view OVERHEAT!\n");
+}
+
 TEST_F(NikonLiveView, heat_is_not_told_from_exactly_500) {
     const int64_t camera =
         startFrames({usualHeader().word(38, 500).frame(600, 64), usualHeader().word(38, 0).frame(600, 64)});
@@ -349,6 +359,15 @@ TEST_F(NikonFocus, of_a_camera_that_does_not_tell_its_amount_is_driven_by_the_on
     lab().clearTrace();
     nikon().driveFocus(camera, 5);
     EXPECT_EQ(commandTexts(), (Texts{"1 6 0x8249", "1 7 0x8247", "1 9 0x8247"}));
+}
+
+TEST_F(NikonFocus, goes_by_the_last_frame_while_none_comes) {
+    const int64_t camera = startFrames({driving(true), driving(false)});
+    lab().clearTrace();
+    lab().fault("MAIDEntryPoint:9", -116, {{"capability", kLiveViewFrame}, {"skip", 1}, {"times", 2}});
+    nikon().driveFocus(camera, 3);
+    EXPECT_EQ(commandsOf(kGetArrayCommand, kLiveViewFrame), 4u);
+    EXPECT_EQ(framesLogged(), 4u);
 }
 
 TEST_F(NikonFocus, looks_at_100_frames_at_most) {
