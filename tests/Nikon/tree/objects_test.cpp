@@ -77,6 +77,16 @@ TEST_F(ObjectsTest, AChildThatRefusesItsProceduresIsOpenedAllTheSame) {
     EXPECT_NE(GetRefChildPtr_ID(&root, kSourceId), nullptr);
 }
 
+TEST_F(ObjectsTest, AChildThatDoesNotTellWhatItCanIsOpenedAllTheSame) {
+    haveWholeTree();
+    module.answer = [](const FakeCall& call) {
+        return call.command == kMaidCommandGetCapCount ? std::optional<int32_t>(kMaidResultHardwareError)
+                                                       : std::nullopt;
+    };
+    EXPECT_TRUE(AddChild(&root, kSourceId));
+    EXPECT_NE(GetRefChildPtr_ID(&root, kSourceId), nullptr);
+}
+
 TEST_F(ObjectsTest, MoreChildrenThanThereIsRoomForAreRefused) {
     root.childCount = kMostChildren;  // without the array, which is not looked at
     EXPECT_EQ(logOf([&] { EXPECT_FALSE(AddChild(&root, 5)); }), "NikonMaid: There is not enough memory\n");
