@@ -31,6 +31,9 @@ EdsError handlePropertyEvent(EdsPropertyEvent event, EdsPropertyID property, Eds
 EdsError handleStateEvent(EdsStateEvent event, EdsUInt32 parameter, EdsVoid* context);
 EdsError ProgressFunc(EdsUInt32 percent, EdsVoid* context, EdsBool* cancel);
 
+/** Logs a state and tells the host, also of a session that it has closed meanwhile. */
+void tellState(int32_t handle, EdsStateEvent event, EdsUInt32 parameter);
+
 /** While it is held the library does not end, nor does memory that belongs to it. Not around calls that wait
  * for a camera: whoever ends the library would wait with them. */
 std::unique_lock<std::mutex> keepLibrary();

@@ -145,7 +145,7 @@ jint Mac_DownloadImage(JNIEnv*, jobject, jint handle, jint directoryItem) {
     const EdsError status = Download(*session, item).run();
     if (status != EDS_ERR_OK) {
         debug("Download error 0x%X\n", status);
-        handleStateEvent(kEdsStateEvent_CaptureError, 0, session.get());
+        tellState(session->handle(), kEdsStateEvent_CaptureError, 0);
     }
     EdsRelease(item);
     return static_cast<jint>(status);

@@ -72,9 +72,13 @@ EdsError handleStateEvent(EdsStateEvent event, EdsUInt32 parameter, EdsVoid* con
     if (event == kEdsStateEvent_Shutdown) {
         if (const CanonSession session = sessionOf(context)) session->connected = false;
     }
+    tellState(handle, event, parameter);
+    return EDS_ERR_OK;
+}
+
+void tellState(int32_t handle, EdsStateEvent event, EdsUInt32 parameter) {
     debug("handleStateEvent inEvent 0x%X, inParam 0x%X\n", event, parameter);
     CanonRemote_handleStateEvent(handle, event, parameter);
-    return EDS_ERR_OK;
 }
 
 EdsError ProgressFunc(EdsUInt32 percent, EdsVoid* context, EdsBool*) {

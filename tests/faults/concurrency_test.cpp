@@ -127,6 +127,7 @@ TEST_F(CanonConcurrency, of_a_download_and_a_close_leaves_a_whole_file_or_none) 
         const int32_t item = shoot(handle, picturePath(name)).at(0);
         const int64_t itemsBefore = heldReferences(lab()).at("directoryItem");
         lab().clearTrace();
+        events().forget();
         CanonCalls downloading(helper().port());
         downloading.send(27, Message().int32(handle).int32(item));
         downloading.expectHeader(27);
@@ -139,6 +140,8 @@ TEST_F(CanonConcurrency, of_a_download_and_a_close_leaves_a_whole_file_or_none) 
         EXPECT_EQ(std::filesystem::exists(file), status == 0) << "status " << status;
         if (status == 0) {
             EXPECT_EQ(readFile(file).size(), static_cast<size_t>(kFileBytes));
+        } else if (status != -1) {
+            EXPECT_EQ(events().waitFor(kStateEvent, 0x305).handle(), handle) << "of the closed session, too";
         }
         // A download that came behind the close has not taken the item.
         EXPECT_EQ(heldReferences(lab()).at("directoryItem"), itemsBefore - (status == -1 ? 0 : 1));
