@@ -1,4 +1,6 @@
 // Releases, items and their data, block by block.
+#include <new>
+
 #include "tests/MAID/caller.h"
 
 namespace test {
@@ -70,6 +72,22 @@ TEST_F(Captures, end_at_a_refused_block_and_keep_the_item) {
     EXPECT_TRUE(image->progress.empty());
     EXPECT_EQ(children(source_).size(), 1u);
     image->answerToData = 0;
+    EXPECT_EQ(acquire(image), 0);
+}
+
+int32_t runOutOfMemory(MaidRef, void*, void*) {
+    throw std::bad_alloc();
+}
+
+TEST_F(Captures, that_run_out_of_memory_complete_and_can_be_tried_again) {
+    Opened* image = shoot(oneItem({{"bytes", 50}}));
+    NkMAIDCallback none{reinterpret_cast<void (*)()>(runOutOfMemory), nullptr};
+    EXPECT_EQ(run(image, kMaidCommandCapSet, kMaidCapabilityDataProc, kMaidDataCallbackPtr,
+                  reinterpret_cast<MaidParam>(&none)),
+              0);
+    EXPECT_EQ(acquire(image), kMaidResultOutOfMemory);
+    EXPECT_EQ(children(source_).size(), 1u);
+    install(image);
     EXPECT_EQ(acquire(image), 0);
 }
 

@@ -1,6 +1,7 @@
 #include "frameworks/MAID/simulated/Module.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace maid {
@@ -11,6 +12,16 @@ std::atomic<uint64_t> unfinishedCommands{0};
 
 MaidParam paramOf(uint64_t value) {
     return static_cast<MaidParam>(value);
+}
+
+/** A process that runs out of memory ends with that: its completion must come all the same, and the object be
+ *  free for another try. */
+std::optional<int32_t> workOn(Process& process, bool isDue) {
+    try {
+        return process.work(isDue);
+    } catch (const std::bad_alloc&) {
+        return kMaidResultOutOfMemory;
+    }
 }
 
 }  // namespace
@@ -86,7 +97,7 @@ void Module::advance(const PendingRef& pending) {
     const bool isDue = pending->remaining == 0;
     if (pending->process && !pending->result) {
         pending->isWorking = true;
-        const std::optional<int32_t> result = pending->process->work(isDue);
+        const std::optional<int32_t> result = workOn(*pending->process, isDue);
         pending->isWorking = false;
         // A callback may have closed the object under it.
         if (pending->isDone) return;
