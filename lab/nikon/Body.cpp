@@ -174,8 +174,11 @@ void Body::driveLens() {
     constexpr uint32_t kFewestFrames = 3;
     constexpr uint32_t kMostFrames = 40;
     constexpr int64_t kStepsPerFrame = 500;
+    // From one end to the other and no further: a photographer may set any number.
+    constexpr double kWholeWay = 2.0 * kLensStop;
     const Capability* amount = find(capabilities_, kFocusAmount);
-    const int64_t steps = amount == nullptr ? 0 : static_cast<int64_t>(amount->value.real);
+    const double wanted = amount == nullptr ? 0 : amount->value.real;
+    const auto steps = static_cast<int64_t>(std::clamp(wanted, -kWholeWay, kWholeWay));
     const int64_t moved = number(kFocusDirection) != 0 ? -steps : steps;
     lensPosition_ = std::clamp(lensPosition_ + moved, -kLensStop, kLensStop);
     const auto more = static_cast<uint32_t>(std::clamp<int64_t>(steps / kStepsPerFrame, 0, kMostFrames));

@@ -148,6 +148,14 @@ TEST_F(MaidTest, the_lens_drives_for_some_frames_and_then_stands) {
     EXPECT_LT(frames, 100);
 }
 
+TEST_F(MaidTest, the_lens_stops_at_its_end_however_far_it_is_to_go) {
+    start();
+    Opened* body = source();
+    must({{"cmd", "set"}, {"id", "nikon-1"}, {"capability", "0x8248"}, {"value", 1e300}});
+    ASSERT_EQ(setUnsigned(body, 0x8249, 0), 0);
+    EXPECT_EQ(deviceState("nikon-1")["lensPosition"], 32767);
+}
+
 TEST_F(MaidTest, the_zoomed_area_follows_the_position_inside_of_the_image) {
     start();
     Opened* body = source();
