@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "lab/canon/Body.h"
 
@@ -57,8 +58,8 @@ std::string Body::set(Fields& command) {
     readPropertyId(command, property);
     command.require("value");
     const Json* json = command.any("value");
-    std::vector<int64_t> options;
-    const bool hasOptions = command.numbers("options", options, {INT32_MIN, UINT32_MAX});
+    std::vector<int32_t> options;
+    const bool hasOptions = readOptions(command, options);
     command.finish();
     if (!command.report().isFine()) return command.report().text();
 
@@ -74,10 +75,7 @@ std::string Body::set(Fields& command) {
     known.value = std::move(value);
     raiseProperty(kPropertyChanged, property);
     if (hasOptions) {
-        known.options.emplace();
-        for (const int64_t option : options) {
-            known.options->push_back(static_cast<int32_t>(static_cast<uint32_t>(option)));
-        }
+        known.options = std::move(options);
         raiseProperty(kDescriptionChanged, property);
     }
     return {};

@@ -123,19 +123,6 @@ void readValue(Fields& fields, Property& property) {
     if (!problem.empty()) fields.wrong("value", problem);
 }
 
-void readOptions(Fields& fields, Property& property) {
-    std::vector<int64_t> options;
-    if (!fields.numbers("options", options, {INT32_MIN, UINT32_MAX})) return;
-    if (options.size() > kMostOptions) {
-        fields.wrong("options", "at most 128 are possible, found " + std::to_string(options.size()));
-        return;
-    }
-    property.options.emplace();
-    for (const int64_t option : options) {
-        property.options->push_back(static_cast<int32_t>(static_cast<uint32_t>(option)));
-    }
-}
-
 void readProperty(const Json& json, const std::string& path, uint32_t id, Report& report,
                   PropertyTable& table) {
     Fields fields(json, path, report);
@@ -151,7 +138,7 @@ void readProperty(const Json& json, const std::string& path, uint32_t id, Report
     fields.flag("remove", isRemoved);
     readType(fields, property);
     readValue(fields, property);
-    readOptions(fields, property);
+    if (std::vector<int32_t> options; readOptions(fields, options)) property.options = std::move(options);
     fields.flag("readOnly", property.isReadOnly);
     fields.finish();
     if (isRemoved) {
@@ -181,6 +168,20 @@ void readProperties(Fields& fields, PropertyTable& table) {
 }
 
 }  // namespace
+
+bool readOptions(Fields& fields, std::vector<int32_t>& out) {
+    std::vector<int64_t> options;
+    if (!fields.numbers("options", options, {INT32_MIN, UINT32_MAX})) return false;
+    if (options.size() > kMostOptions) {
+        fields.wrong("options", "at most 128 are possible, found " + std::to_string(options.size()));
+        return false;
+    }
+    out.clear();
+    for (const int64_t option : options) {
+        out.push_back(static_cast<int32_t>(static_cast<uint32_t>(option)));
+    }
+    return true;
+}
 
 void readBodySetup(Fields& fields, const Context& context, BodySetup& out) {
     constexpr int64_t kMostRate = int64_t{1} << 40;

@@ -46,5 +46,8 @@ struct BodySetup {
 
 /** Reads the fields of a Canon device, the common ones apart. */
 void readBodySetup(Fields& fields, const Context& context, BodySetup& out);
+/** What a property's description lists: the field "options". False, and `out` as it was, when it is missing
+ * or was reported. */
+bool readOptions(Fields& fields, std::vector<int32_t>& out);
 
 }  // namespace lab::canon

@@ -171,6 +171,19 @@ TEST_F(CanonBody, announces_what_its_owner_does) {
     EXPECT_EQ(options, (std::vector<int32_t>{1, 2}));
 }
 
+TEST_F(CanonBody, lists_no_more_options_than_a_description_holds) {
+    start();
+    recorder_.take();
+    const Json command = {{"cmd", "set"}, {"id", "c"}, {"property", "0x406"}, {"value", 1}};
+    Json tooMany = command;
+    tooMany["options"] = std::vector<int>(129, 1);
+    EXPECT_EQ(refused(tooMany), "options: at most 128 are possible, found 129");
+    EXPECT_TRUE(recorder_.take().empty());
+    Json most = command;
+    most["options"] = std::vector<int>(128, 1);
+    must(most);
+}
+
 TEST_F(CanonBody, without_a_session_keeps_it_to_itself) {
     start();
     body_->closeSession(link_);
