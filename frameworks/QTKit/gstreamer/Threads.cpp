@@ -3,27 +3,36 @@
 #include <pthread.h>
 
 #include <csignal>
-#include <system_error>
 #include <thread>
 #include <utility>
 
 namespace capture {
 
-void startThread(const char* name, std::function<void()> body) {
-    // A thread begins with the signal mask of the one that starts it.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    try {
-        std::thread thread(std::move(body));
-        pthread_setname_np(thread.native_handle(), name);
-        thread.detach();
-    } catch (const std::system_error&) {
-        pthread_sigmask(SIG_SETMASK, &before, nullptr);
-        throw;
+namespace {
+
+/** A thread begins with the signal mask of the one that starts it. */
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    sigset_t before_{};
+};
+
+}  // namespace
+
+void startThread(const char* name, std::function<void()> body) {
+    const SignalsBlocked blocked;
+    std::thread thread(std::move(body));
+    pthread_setname_np(thread.native_handle(), name);
+    thread.detach();
 }
 
 }  // namespace capture

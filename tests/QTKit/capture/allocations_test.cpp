@@ -1,6 +1,9 @@
 // What delivery takes of the heap by the library's own doing: nothing, once it is under way; and what happens
 // when there is nothing left. What GStreamer takes is not counted.
+#include <pthread.h>
+
 #include <array>
+#include <csignal>
 
 #include "frameworks/QTKit/gstreamer/Frame.h"
 #include "tests/QTKit/Newest.h"
@@ -16,6 +19,12 @@ capture::Held<GstSample> sampleOfBgra() {
         gst_caps_from_string("video/x-raw,format=BGRA,width=64,height=48,framerate=30/1"));
     const capture::Held<GstBuffer> buffer(gst_buffer_new_allocate(nullptr, 64 * 48 * 4, nullptr));
     return capture::Held<GstSample>(gst_sample_new(buffer.get(), caps.get(), nullptr, nullptr));
+}
+
+bool isBlocked(int signal) {
+    sigset_t blocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    return sigismember(&blocked, signal) == 1;
 }
 
 class CaptureAllocations : public CaptureTest {
@@ -56,6 +65,7 @@ TEST_F(CaptureAllocations, that_fail_cost_the_start_and_nothing_else) {
         static_cast<void>(chain.device->open(&error));
         failAllocation(0);
         chain.session->stopRunning();
+        EXPECT_FALSE(isBlocked(SIGTERM)) << number;
         EXPECT_TRUE(eventually([this] { return camera->threadsUnderway == 0; }));
     }
     const CallScope scope;
