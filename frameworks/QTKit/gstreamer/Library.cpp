@@ -5,6 +5,7 @@
 #include <string>
 
 #include "frameworks/QTKit/gstreamer/Toolkit.h"
+#include "platform/Companion.h"
 
 namespace capture {
 
@@ -12,17 +13,10 @@ namespace {
 
 constexpr const char* kPlugIn = "libTarvoCapture-gst.so";
 
-/** By its whole path: sanitizers' dlopen() does not look where this library's run path leads. */
-std::string besideThisLibrary(const char* name) {
-    Dl_info info{};
-    if (dladdr(reinterpret_cast<void*>(&toolkit), &info) == 0 || info.dli_fname == nullptr) return name;
-    const std::string self = info.dli_fname;
-    const size_t slash = self.rfind('/');
-    return slash == std::string::npos ? name : self.substr(0, slash + 1) + name;
-}
-
 const Toolkit* loadToolkit() {
-    void* const plugIn = dlopen(besideThisLibrary(kPlugIn).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    // By its whole path: sanitizers' dlopen() does not look where this library's run path leads.
+    const std::string path = fileBeside(reinterpret_cast<const void*>(&toolkit), kPlugIn);
+    void* const plugIn = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     void* const entry = plugIn != nullptr ? dlsym(plugIn, kCaptureToolkitSymbol) : nullptr;
     if (entry == nullptr) {
         std::fprintf(stderr, "QTKit: Failed to load %s: %s\n", kPlugIn, dlerror());
