@@ -70,6 +70,8 @@ bool RawClient::send(const Bytes& bytes) {
 }
 
 int RawClient::receivePiece(Bytes& into, size_t atMost, std::chrono::steady_clock::time_point end) {
+    // poll() passes a closed descriptor over and would wait for nothing, to the end.
+    if (!isOpen()) return 0;
     for (;;) {
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
