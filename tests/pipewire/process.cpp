@@ -7,45 +7,18 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <iterator>
 
+#include "tests/e2e/support/environment.h"
 #include "tests/e2e/support/patience.h"
-
-extern char** environ;
 
 namespace pw {
 
-namespace {
-
-std::vector<std::string> environmentWith(const Environment& changes) {
-    std::vector<std::string> result;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string text = *entry;
-        if (!changes.contains(text.substr(0, text.find('=')))) result.push_back(text);
-    }
-    for (const auto& [name, value] : changes) {
-        result.push_back(std::string(name).append("=").append(value));
-    }
-    return result;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    std::transform(texts.begin(), texts.end(), std::back_inserter(result),
-                   [](std::string& text) { return text.data(); });
-    result.push_back(nullptr);
-    return result;
-}
-
-}  // namespace
-
 Process::Process(const std::vector<std::string>& command, const Environment& changes) {
     std::vector<std::string> words = command;
-    std::vector<std::string> settings = environmentWith(changes);
-    const std::vector<char*> arguments = pointersTo(words);
-    const std::vector<char*> environment = pointersTo(settings);
+    std::vector<std::string> settings = e2e::environmentWith(changes);
+    const std::vector<char*> arguments = e2e::pointersTo(words);
+    const std::vector<char*> environment = e2e::pointersTo(settings);
     std::array<int, 2> pipe{};
     if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {
         ADD_FAILURE() << "no pipe for " << command.front();

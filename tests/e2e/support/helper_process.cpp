@@ -7,15 +7,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
-#include <cstdio>
+#include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "tests/e2e/support/environment.h"
 #include "tests/e2e/support/raw_socket.h"
-
-extern char** environ;
 
 namespace e2e {
 
@@ -24,28 +25,6 @@ namespace {
 constexpr std::array<std::string_view, 5> kSanitizerReports = {
     "ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "WARNING: ThreadSanitizer",
     "runtime error:", "ERROR: ThreadSanitizer"};
-
-std::vector<std::string> childEnvironment(const std::map<std::string, std::string>& changes) {
-    std::vector<std::string> result;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string text = *entry;
-        if (!changes.contains(text.substr(0, text.find('=')))) result.push_back(text);
-    }
-    for (const auto& [name, value] : changes) {
-        result.push_back(std::string(name).append("=").append(value));
-    }
-    return result;
-}
-
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    result.reserve(texts.size() + 1);
-    for (std::string& text : texts) {
-        result.push_back(text.data());
-    }
-    result.push_back(nullptr);
-    return result;
-}
 
 /** Between fork and exec: nothing here may allocate. */
 [[noreturn]] void becomeHelper(const char* program, char** environment,
@@ -108,8 +87,8 @@ void HelperProcess::start(const HelperOptions& options) {
         std::ofstream(scenario) << options.scenario.dump(2);
         changes.emplace("TARVO_LAB", scenario);
     }
-    std::vector<std::string> texts = childEnvironment(changes);
-    const std::vector<char*> environment = pointers(texts);
+    std::vector<std::string> texts = environmentWith(changes);
+    const std::vector<char*> environment = pointersTo(texts);
     const std::string program = helperPath();
 
     std::array<int, 2> out{};
