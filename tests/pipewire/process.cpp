@@ -45,7 +45,9 @@ void Process::send(int signal) const {
 void Process::halt() {
     send(SIGSTOP);
     // It has stopped when the system says so, not when it was asked to.
-    if (pid_ > 0) ::waitpid(pid_, nullptr, WUNTRACED);
+    // One that has ended instead stays to be reaped by end(): until then its id is nobody else's.
+    siginfo_t ignored{};
+    if (pid_ > 0) ::waitid(P_PID, static_cast<id_t>(pid_), &ignored, WSTOPPED | WEXITED | WNOWAIT);
 }
 
 void Process::resume() {
