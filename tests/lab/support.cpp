@@ -2,14 +2,17 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -34,14 +37,27 @@ std::array<int, 2> makePipe() {
     return ends;
 }
 
-std::string readAll(int descriptor) {
-    std::string text;
+/** Until there is something to read, or its end; false, and a failure, when patience runs out. */
+bool awaitReadable(int descriptor) {
+    pollfd waiting{descriptor, POLLIN, 0};
+    const auto patienceMs = static_cast<int>(std::chrono::milliseconds(kPatience).count());
+    int ready = 0;
+    do {
+        ready = poll(&waiting, 1, patienceMs);
+    } while (ready < 0 && errno == EINTR);
+    if (ready == 0) ADD_FAILURE() << "a process of the test's neither says anything nor ends";
+    return ready > 0;
+}
+
+/** To the end; false when that does not come. */
+bool readAll(int descriptor, std::string& text) {
     std::array<char, 4096> buffer;
-    for (;;) {
+    while (awaitReadable(descriptor)) {
         const ssize_t got = read(descriptor, buffer.data(), buffer.size());
-        if (got <= 0) return text;
+        if (got <= 0) return true;
         text.append(buffer.data(), static_cast<size_t>(got));
     }
+    return false;
 }
 
 std::vector<std::string> environmentWith(const std::map<std::string, std::string>& more) {
@@ -163,7 +179,7 @@ Idle::~Idle() {
 bool Idle::waitForMain() {
     std::string said;
     char byte = 0;
-    while (!said.ends_with('\n') && read(output_, &byte, 1) == 1) {
+    while (!said.ends_with('\n') && awaitReadable(output_) && read(output_, &byte, 1) == 1) {
         said += byte;
     }
     return said == "main\n";
@@ -171,7 +187,7 @@ bool Idle::waitForMain() {
 
 int Idle::finish() {
     close(input_);
-    errors_ = readAll(error_);
+    if (!readAll(error_, errors_)) kill(SIGKILL);
     int status = 0;
     waitpid(pid_, &status, 0);
     pid_ = -1;
@@ -189,6 +205,9 @@ SocketClient::SocketClient(const std::string& path) {
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
     socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval patience{kPatience.count(), 0};
+    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         close(socket_);
         socket_ = -1;

@@ -62,9 +62,10 @@ public:
     Idle(const Idle&) = delete;
     Idle& operator=(const Idle&) = delete;
 
-    /** Waits for the line that main writes; false when it ended instead. */
+    /** Waits for the line that main writes; false when it ended instead, or says nothing for kPatience. */
     bool waitForMain();
-    /** Ends its input and answers its exit status; negative: the signal that ended it. */
+    /** Ends its input and answers its exit status; negative: the signal that ended it. One that has not ended
+     *  within kPatience is killed, and fails the test. */
     int finish();
     void kill(int signal) const;
     /** All of its standard error; after finish(). */
@@ -88,7 +89,7 @@ public:
 
     bool isConnected() const { return socket_ >= 0; }
     void send(std::string_view bytes) const;
-    /** The next line; empty when the other end has gone. */
+    /** The next line; empty when the other end has gone, or says nothing for kPatience. */
     std::string line();
     Json ask(const Json& command);
 
