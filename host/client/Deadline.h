@@ -12,12 +12,15 @@
 
 #include <cstdint>
 
+#include "host/client/protocol.h"
+
 namespace tarvo {
 
 int64_t wallClockMicroseconds();
 
 /** How long before the deadline a call is best sent: long enough for any delay on the way, well below 5 s. */
 constexpr int64_t kCaptureLead = 1'000'000;
+static_assert(kCaptureLead < kHelperWaitsMicroseconds);
 
 /** The earliest moment at which the helper understands this deadline; may lie in the past. */
 constexpr int64_t captureSendTime(int64_t deadline) {

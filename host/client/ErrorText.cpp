@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdio>
 
+#include "host/client/protocol.h"
+
 namespace tarvo {
 namespace {
 
@@ -12,8 +14,8 @@ constexpr const char* kOwnBug = "Start the helper anew; if it comes back, keep t
 constexpr const char* kTryAgain = "Wait a moment and try again.";
 
 constexpr auto kTexts = std::to_array<StatusText>({
-    {0, "EDS_ERR_OK", "done", ""},
-    {-1, "refused", "the helper refused the call, or the camera refused to shoot",
+    {kStatusOk, "EDS_ERR_OK", "done", ""},
+    {kStatusRefused, "refused", "the helper refused the call, or the camera refused to shoot",
      "Check path, lens cap, focus and free space; after a capture, list the cameras to see whether the "
      "session "
      "still lives."},
@@ -46,9 +48,10 @@ constexpr auto kTexts = std::to_array<StatusText>({
      "Change the card, or wait for transfers."},
     {0x85, "EDS_ERR_DEVICE_INTERNAL_ERROR", "the camera failed inside", "Switch the camera off and on."},
     // The library's EDS_ERR_DEVICE_INVALID, which the helper takes for its own meaning.
-    {130, "no session", "there is no session with a camera under this handle",
+    {kStatusNoSession, "no session", "there is no session with a camera under this handle",
      "The camera was unplugged, switched off or closed: list the cameras and open it again."},
-    {134, "EDS_ERR_DEVICE_INVALID_PARAMETER", "the camera refuses this in its exposure mode",
+    {kStatusLiveViewRefused, "EDS_ERR_DEVICE_INVALID_PARAMETER",
+     "the camera refuses this in its exposure mode",
      "Live view needs a creative mode: turn the mode dial to P, Tv, Av or M."},
     {0xA0, "EDS_ERR_STREAM_IO_ERROR", "the transfer failed", kDisk},
     {0xA1, "EDS_ERR_STREAM_NOT_OPEN", "the transfer's file is not open", kDisk},
@@ -65,8 +68,8 @@ constexpr auto kTexts = std::to_array<StatusText>({
     {0xC2, "EDS_ERR_COMM_DEVICE_INCOMPATIBLE", "the camera speaks another protocol", ""},
     {0xC3, "EDS_ERR_COMM_BUFFER_FULL", "the connection is overloaded", kTryAgain},
     {0xC4, "EDS_ERR_COMM_USB_BUS_ERR", "the USB connection failed", "Use a shorter cable or another port."},
-    {1001, "path text", "the picture's path is no readable text", "Use a path in UTF-8."},
-    {1002, "path address", "the picture's path cannot be made into a file address",
+    {kStatusPathText, "path text", "the picture's path is no readable text", "Use a path in UTF-8."},
+    {kStatusPathAddress, "path address", "the picture's path cannot be made into a file address",
      "Use a plain absolute path."},
     {0x2003, "EDS_ERR_SESSION_NOT_OPEN", "no session with the camera is open",
      "List the cameras and open it again."},
@@ -111,7 +114,9 @@ std::string statusSentence(int32_t status) {
     std::array<char, 16> number{};
     std::snprintf(number.data(), number.size(), "0x%X", static_cast<uint32_t>(status));
     // The helper's own numbers are told as people know them, the library's as its documents print them.
-    const bool isOwn = status == -1 || status == 130 || status == 134 || status == 1001 || status == 1002;
+    const bool isOwn = status == kStatusRefused || status == kStatusNoSession ||
+                       status == kStatusLiveViewRefused || status == kStatusPathText ||
+                       status == kStatusPathAddress;
     std::string sentence = "status " + (isOwn ? std::to_string(status) : std::string(number.data())) + " (" +
                            text.name + "): " + text.meaning + ".";
     if (text.advice[0] != '\0') sentence += std::string(" ") + text.advice;

@@ -19,7 +19,7 @@ struct StatusText {
 
 /** The entry for a status; a general one for a number that nobody knows. */
 const StatusText& describeStatus(int32_t status);
-/** "0x00000081 (EDS_ERR_DEVICE_BUSY): the camera is busy. Wait ..." */
+/** "status 0x81 (EDS_ERR_DEVICE_BUSY): the camera is busy. Wait ..." */
 std::string statusSentence(int32_t status);
 
 }  // namespace tarvo
