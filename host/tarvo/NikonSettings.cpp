@@ -137,10 +137,6 @@ int setOne(CameraAccess& access, int32_t capability, const std::string& text) {
 
 }  // namespace
 
-std::span<const NikonSetting> knownNikonSettings() {
-    return kSettings;
-}
-
 std::optional<NikonSetting> findNikonSetting(const std::string& text) {
     const auto code = parseCode(text);
     for (const auto& setting : kSettings) {

@@ -25,7 +25,6 @@ struct NikonSetting {
     const char* meaning;
 };
 
-std::span<const NikonSetting> knownNikonSettings();
 /** By name, or by number ("0x8111"); a number without a name is a setting without one. */
 std::optional<NikonSetting> findNikonSetting(const std::string& text);
 

@@ -72,9 +72,6 @@ fs::path simulatedFolder() {
 fs::path nikonFolder(bool isSimulated) {
     return (isSimulated ? simulatedFolder() : treeFolder() / "lib" / "tarvo" / "frameworks") / "nikon";
 }
-fs::path photosFolder() {
-    return treeFolder() / "share" / "tarvo" / "photos";
-}
 fs::path scenarioFolder() {
     return treeFolder() / "share" / "tarvo" / "scenarios";
 }

@@ -18,7 +18,6 @@ std::filesystem::path helperPath();
 std::filesystem::path simulatedFolder();
 /** The module bundles for Nikon bodies, real and simulated ones. */
 std::filesystem::path nikonFolder(bool isSimulated);
-std::filesystem::path photosFolder();
 std::filesystem::path scenarioFolder();
 
 /** The absolute path of a scenario, given as a path or as the name of one in scenarioFolder(). */

@@ -49,7 +49,6 @@ enum EventId : uint32_t {
     kPropertyChanged = 0x101,
     kDescriptionChanged = 0x102,
     kItemCreated = 0x204,
-    kItemRemoved = 0x205,
     kTransferRequested = 0x208,
     kShutdown = 0x301,
     kWillSoonShutDown = 0x303,

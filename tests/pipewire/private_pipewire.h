@@ -36,8 +36,6 @@ public:
     std::unique_ptr<Process> startWebcam(const std::string& name, const std::string& caps);
 
 private:
-    void startManager();
-
     const e2e::TempFolder folder_;
     std::unique_ptr<Process> daemon_;
     std::unique_ptr<Process> manager_;

@@ -18,7 +18,6 @@ namespace atoms {
 
 constexpr uint32_t kH264 = typeOf("avc1");
 constexpr uint32_t kHevc = typeOf("hvc1");
-constexpr uint32_t kMpeg4Video = typeOf("mp4v");
 constexpr uint32_t kPhotoJpeg = typeOf("jpeg");
 constexpr uint32_t kPng = typeOf("png ");
 constexpr uint32_t kProRes422 = typeOf("apcn");

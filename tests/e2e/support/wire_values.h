@@ -51,7 +51,6 @@ public:
     std::string text();
     std::vector<int32_t> ints();
     bool ok() const { return ok_; }
-    bool atEnd() const { return at_ == bytes_.size(); }
 
 private:
     uint64_t integer(size_t size);
