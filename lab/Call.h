@@ -11,8 +11,9 @@
  * was asked for, nobody could read the trace or set a fault, and all of this costs one load.
  *
  * Thread: any; a Call belongs to the thread that made it. refused() blocks for as long as a fault's delay
- * says. Owns:   nothing of the caller's; names, texts and bytes are copied. Errors: none; when memory runs
- * out the entry is counted as dropped.
+ *         says.
+ * Owns:   nothing of the caller's; names, texts and bytes are copied.
+ * Errors: none; when memory runs out the entry is counted as dropped.
  */
 #pragma once
 

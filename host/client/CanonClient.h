@@ -5,10 +5,11 @@
  * used after it.
  *
  * Thread: one call at a time on one client. Events of the cameras arrive on another connection:
- * CallbackStream.h. Units:  limits in milliseconds; deadlines in microseconds of the wall clock (Deadline.h
- * says when to send them); zoom positions as fractions of the full image. Errors: Result.h for the
- * connection. The camera's own outcome is the value: a status (0: done, see ErrorText.h), a bool, or an empty
- * text or array.
+ *         CallbackStream.h.
+ * Units:  limits in milliseconds; deadlines in microseconds of the wall clock (Deadline.h says when to send
+ *         them); zoom positions as fractions of the full image.
+ * Errors: Result.h for the connection. The camera's own outcome is the value: a status (0: done, see
+ *         ErrorText.h), a bool, or an empty text or array.
  */
 #pragma once
 

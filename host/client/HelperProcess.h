@@ -8,8 +8,9 @@
  * it from the main thread.
  *
  * Thread: one owner; running(), exitStatus() and lastLines() from any thread. onLine runs on the draining
- * thread and must not block: while it does, so does the helper. Owns:   the process (ended by the destructor,
- * by force if need be), the pipes, the thread. Errors: Result.h.
+ *         thread and must not block: while it does, so does the helper.
+ * Owns:   the process (ended by the destructor, by force if need be), the pipes, the thread.
+ * Errors: Result.h.
  */
 #pragma once
 

@@ -1,11 +1,10 @@
 /* Sources.h: the ids under which bodies appear in their module.
  *
  * Thread: the caller sees to it that the newcomers are not in use yet.
- * Errors: null or empty: done.
+ * Errors: an id that another body of the module has; each answer says how.
  */
 #pragma once
 
-#include <string>
 #include <vector>
 
 #include "lab/Device.h"
