@@ -2,7 +2,7 @@
 #include "lab/canon/Body.h"
 
 #include <algorithm>
-#include <cmath>
+#include <atomic>
 #include <cstring>
 #include <utility>
 
