@@ -186,8 +186,11 @@ std::string clearPath(const std::string& path, const sockaddr_un& address) {
     struct stat status {};
     if (lstat(path.c_str(), &status) != 0) return {};
     if (!S_ISSOCK(status.st_mode)) return "something that is no socket stands there";
-    const Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (connect(probe.get(), plain(address), sizeof address) == 0) return "somebody listens there already";
+    const Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    const bool isAnswered = connect(probe.get(), plain(address), sizeof address) == 0;
+    // EAGAIN: by somebody who accepts nobody just now. To wait for them would keep the process from its
+    // main().
+    if (isAnswered || errno == EAGAIN) return "somebody listens there already";
     if (errno != ECONNREFUSED) return systemText(errno);
     return unlink(path.c_str()) == 0 || errno == ENOENT ? std::string() : systemText(errno);
 }

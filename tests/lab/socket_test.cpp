@@ -178,6 +178,24 @@ TEST_F(Socket, takes_nothing_from_a_living_process) {
     EXPECT_EQ(SocketClient(path()).ask({{"cmd", "clearFaults"}})["ok"], true);
 }
 
+TEST_F(Socket, waits_for_no_process_that_accepts_nobody) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path().copy(address.sun_path, sizeof address.sun_path - 1);
+    const auto* const plain = reinterpret_cast<const sockaddr*>(&address);
+    const auto open = [] { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); };
+    const int listener = open();
+    ASSERT_EQ(bind(listener, plain, sizeof address), 0);
+    ASSERT_EQ(listen(listener, 0), 0);
+    const int waiting = open();
+    ASSERT_EQ(connect(waiting, plain, sizeof address), 0) << "nobody else fits in now";
+    Idle idle(Variables{{"TARVO_LAB_SOCKET", path()}});
+    EXPECT_EQ(idle.finish(), 2);
+    EXPECT_EQ(idle.errors(), "TARVO_LAB_SOCKET: " + path() + ": somebody listens there already\n");
+    close(waiting);
+    close(listener);
+}
+
 TEST_F(Socket, removes_no_file_that_is_something_else) {
     folder().write("lab", "precious");
     Idle idle(Variables{{"TARVO_LAB_SOCKET", path()}});
